@@ -1,0 +1,130 @@
+#include "records/RecordStream.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace RecordStream {
+
+std::istream& SkipSeparator(std::istream& is) {
+    is.get();
+    return is;
+}
+
+std::istream& ReadRawByte(std::istream& is, unsigned char& value) {
+    char c = 0;
+    is.get();
+    if (is.get(c)) value = static_cast<unsigned char>(c);
+    return is;
+}
+
+std::istream& ReadRawByte(std::istream& is, char& value) {
+    unsigned char u = static_cast<unsigned char>(value);
+    ReadRawByte(is, u);
+    value = static_cast<char>(u);
+    return is;
+}
+
+std::istream& ReadCountedBytes(std::istream& is, long long length, char* dest, std::size_t capacity) {
+    is.get();
+    if (capacity == 0) return is;
+    dest[0] = '\0';
+    if (length <= 0 || !is) return is;
+
+    const long long keep = std::min<long long>(length, static_cast<long long>(capacity - 1));
+    is.read(dest, keep);
+    const long long got = is.gcount();
+    dest[got] = '\0';
+    if (got < keep) return is;  // read() has failed the stream already
+
+    // Consume the rest in bounded steps; a short tail fails the stream like a short read.
+    long long rest = length - keep;
+    while (rest > 0 && is) {
+        const std::streamsize step = static_cast<std::streamsize>(std::min<long long>(rest, 1 << 20));
+        is.ignore(step);
+        if (is.gcount() < step) {
+            is.setstate(std::ios::failbit);
+            break;
+        }
+        rest -= step;
+    }
+    return is;
+}
+
+std::istream& ReadCountedText(std::istream& is, char* dest, std::size_t capacity) {
+    int length = 0;
+    if (!(is >> length)) {
+        if (capacity) dest[0] = '\0';
+        return is;
+    }
+    return ReadCountedBytes(is, length, dest, capacity);
+}
+
+std::istream& ReadCountedTextUnsigned(std::istream& is, char* dest, std::size_t capacity) {
+    unsigned int length = 0;
+    if (!(is >> length)) {
+        if (capacity) dest[0] = '\0';
+        return is;
+    }
+    return ReadCountedBytes(is, length, dest, capacity);
+}
+
+std::istream& ReadTokenText(std::istream& is, char* dest, std::size_t capacity) {
+    if (capacity) dest[0] = '\0';
+    is.get();
+    std::size_t n = 0;
+    char c = 0;
+    while (is.good() && is.get(c)) {
+        if (c == '\n' || c == ' ') break;
+        if (n + 1 < capacity) dest[n++] = c;
+    }
+    if (capacity) dest[n] = '\0';
+    return is;
+}
+
+std::istream& ReadLineText(std::istream& is, char* dest, std::size_t maxChars) {
+    dest[0] = '\0';
+    is.get();
+    is.getline(dest, static_cast<std::streamsize>(maxChars + 1));
+    return is;
+}
+
+std::ostream& WriteCountedText(std::ostream& os, const char* text) {
+    const std::size_t n = std::strlen(text);
+    os << n << ' ';
+    os.write(text, static_cast<std::streamsize>(n));
+    return os;
+}
+
+std::ostream& WriteRawByte(std::ostream& os, unsigned char value) {
+    os.put(static_cast<char>(value));
+    return os;
+}
+
+int PadFile(std::ostream& os, unsigned int count) {
+    char spaces[1024];
+    std::memset(spaces, ' ', sizeof spaces);
+    spaces[1023] = '\n';
+    while (count >= 1024) {
+        os.write(spaces, 1024);
+        count -= 1024;
+    }
+    if (count > 0) {
+        os.write(spaces, count - 1);
+        os.put('\n');
+    }
+    return 0;
+}
+
+long long Remaining(std::istream& is) {
+    if (!is) return -1;
+    std::streambuf* sb = is.rdbuf();
+    if (!sb) return -1;
+    const std::streampos here = sb->pubseekoff(0, std::ios::cur, std::ios::in);
+    if (here == std::streampos(-1)) return -1;
+    const std::streampos end = sb->pubseekoff(0, std::ios::end, std::ios::in);
+    sb->pubseekpos(here, std::ios::in);
+    if (end == std::streampos(-1)) return -1;
+    return static_cast<long long>(end - here);
+}
+
+}  // namespace RecordStream

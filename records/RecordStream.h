@@ -1,0 +1,84 @@
+// Lexical rules shared by every record reader and writer.
+//
+// Records are decimal text mixed with raw bytes. Numbers are read by formatted
+// extraction (any whitespace run before them is skipped); raw bytes and counted
+// texts consume exactly one separator byte and never skip whitespace. Readers never
+// test the stream or throw: a failed read leaves the stream failed, every later read
+// is then a no-op, and the open sequence checks the stream once at the end.
+//
+// Every record reader goes through these helpers and nothing else touches the
+// stream, so the rules live in one place.
+#ifndef KVMCF_RECORDS_RECORDSTREAM_H
+#define KVMCF_RECORDS_RECORDSTREAM_H
+
+#include <cstddef>
+#include <istream>
+#include <ostream>
+
+namespace RecordStream {
+
+// Version word: major in the high 16 bits, minor in the low 16 bits.
+inline unsigned int Major(unsigned int version) { return version >> 16; }
+inline unsigned int Minor(unsigned int version) { return version & 0xFFFFu; }
+inline unsigned int MakeVersion(unsigned int major, unsigned int minor) { return (major << 16) | (minor & 0xFFFFu); }
+
+// Minor-only gate: present when major is not 0 and minor > n. A major-2 file with a
+// small minor lacks the field under this form; that is how those files were written.
+inline bool MinorAbove(unsigned int version, unsigned int n) { return Major(version) != 0 && Minor(version) > n; }
+
+// Major-aware gate: present from major 2 on, or in major 1 when minor > n.
+inline bool VersionAbove(unsigned int version, unsigned int n) {
+    return Major(version) >= 2 || (Major(version) == 1 && Minor(version) > n);
+}
+
+// Formatted extraction of one numeric (or bool) field.
+template <class T>
+inline std::istream& Read(std::istream& is, T& value) {
+    return is >> value;
+}
+
+// Consumes exactly one byte (a separator), whatever it is.
+std::istream& SkipSeparator(std::istream& is);
+
+// Raw single-byte field: one separator byte, then the value byte, no whitespace skipped.
+std::istream& ReadRawByte(std::istream& is, unsigned char& value);
+std::istream& ReadRawByte(std::istream& is, char& value);
+
+// Counted text after its length has been read: one separator byte, then `length`
+// raw bytes. At most capacity - 1 bytes are kept and NUL-terminated; the rest are
+// consumed unread so the stream ends behind the whole text. A negative length reads
+// no bytes. A length beyond what the stream holds fails the stream, as the short
+// read would, without allocating for it.
+std::istream& ReadCountedBytes(std::istream& is, long long length, char* dest, std::size_t capacity);
+
+// Length (as int) followed by the counted bytes.
+std::istream& ReadCountedText(std::istream& is, char* dest, std::size_t capacity);
+// Same, with the length stored as unsigned int.
+std::istream& ReadCountedTextUnsigned(std::istream& is, char* dest, std::size_t capacity);
+
+// Token text: one separator byte, then bytes up to "\n" or " " (consumed, dropped)
+// or until the stream stops being good. Bytes beyond capacity - 1 are consumed and dropped.
+std::istream& ReadTokenText(std::istream& is, char* dest, std::size_t capacity);
+
+// Line text: one separator byte, then a line read of at most maxChars characters up
+// to "\n" (a longer line fails the stream, as a line read does). dest holds maxChars + 1.
+std::istream& ReadLineText(std::istream& is, char* dest, std::size_t maxChars);
+
+// Writers.
+// Length, one " ", the bytes. The caller writes the separator that follows.
+std::ostream& WriteCountedText(std::ostream& os, const char* text);
+// The byte itself.
+std::ostream& WriteRawByte(std::ostream& os, unsigned char value);
+
+// Exactly `count` bytes of padding: 1024-byte blocks of 1023 spaces and "\n", then
+// for a remainder r, r - 1 spaces and "\n". Returns 0.
+int PadFile(std::ostream& os, unsigned int count);
+
+// Bytes left between the get position and the end of the stream, or -1 when the
+// stream cannot tell (not seekable, failed). Used to refuse counts no stream can hold
+// before anything is allocated for them.
+long long Remaining(std::istream& is);
+
+}  // namespace RecordStream
+
+#endif

@@ -1,0 +1,38 @@
+#include "tools/McfFileWriter.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace kvmcftools {
+
+const char kMagicLine[] = "Kavri Technology Multi-Channel File";
+
+void WriteExtensionSection(std::ostream& os, const std::string& xml) {
+    os.write(xml.data(), static_cast<std::streamsize>(xml.size()));
+    unsigned long long length = xml.size();
+    for (int i = 0; i < 8; ++i) os.put(static_cast<char>((length >> (8 * i)) & 0xFF));
+    os.write("MCFX", 4);
+}
+
+bool WriteMcfFile(std::ostream& os, const McfFileContent& content) {
+    os << content.magic << '\n' << content.versionWord << '\n';
+    for (TMCFIOManager::TImage* image : content.images) {
+        os << (image ? 1 : 0) << '\n';
+        if (image) os << *image;
+    }
+    if (!content.extensionXml.empty()) WriteExtensionSection(os, content.extensionXml);
+    return static_cast<bool>(os);
+}
+
+bool WriteMcfFile(const std::string& path, const McfFileContent& content) {
+    std::ofstream os(path, std::ios::binary);
+    return WriteMcfFile(os, content) && static_cast<bool>(os.flush());
+}
+
+std::string McfFileBytes(const McfFileContent& content) {
+    std::ostringstream os(std::ios::binary);
+    WriteMcfFile(os, content);
+    return os.str();
+}
+
+}  // namespace kvmcftools

@@ -1,0 +1,34 @@
+// Assembles whole multi-channel files from record objects, with the library's own
+// record writers. Used by the demo file, the tests and the benchmarks.
+#ifndef KVMCF_TOOLS_MCFFILEWRITER_H
+#define KVMCF_TOOLS_MCFFILEWRITER_H
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "api/MCFIOManager.h"
+
+namespace kvmcftools {
+
+extern const char kMagicLine[];
+
+struct McfFileContent {
+    // One image per source slot (signal, reference, background, live, source); null = absent.
+    TMCFIOManager::TImage* images[5] = {};
+    unsigned int versionWord = 65538;
+    std::string magic = kMagicLine;
+    std::string extensionXml;  // written with its framing when not empty
+};
+
+// Writes the file; returns false when the stream failed.
+bool WriteMcfFile(std::ostream& os, const McfFileContent& content);
+bool WriteMcfFile(const std::string& path, const McfFileContent& content);
+std::string McfFileBytes(const McfFileContent& content);
+
+// The extension section framing: text, 8-byte little-endian length, "MCFX".
+void WriteExtensionSection(std::ostream& os, const std::string& xml);
+
+}  // namespace kvmcftools
+
+#endif
