@@ -4,18 +4,7 @@ TCalibImage::TCalibImage(const TCalibImage& other) : TCalibImageData(), TKavriIm
     SetXType(other.xType, other.xText.get());
     SetYType(other.yType, other.yText.get());
     SetZType(other.zType, other.zText.get());
-    xUnit = other.xUnit;
-    yUnit = other.yUnit;
-    zUnit = other.zUnit;
-    for (int i = 0; i < 4; ++i) {
-        xCal[i] = other.xCal[i];
-        yCal[i] = other.yCal[i];
-        zCal[i] = other.zCal[i];
-    }
-    rayleighWavelength = other.rayleighWavelength;
-    pixelLength = other.pixelLength;
-    pixelHeight = other.pixelHeight;
-    xIsWavelength = other.xIsWavelength;
+    CopyValues(other);
 }
 
 std::istream& operator>>(std::istream& is, TCalibImage& image) {

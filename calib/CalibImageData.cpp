@@ -134,60 +134,62 @@ TCalibImageData::TCalibImageData(const TCalibImageData& other) { *this = other; 
 TCalibImageData& TCalibImageData::operator=(const TCalibImageData& other) {
     if (this == &other) return *this;
     xType = other.xType;
-    xUnit = other.xUnit;
     yType = other.yType;
-    yUnit = other.yUnit;
     zType = other.zType;
+    xText = CopyText(other.xText.get());
+    yText = CopyText(other.yText.get());
+    zText = CopyText(other.zText.get());
+    CopyValues(other);
+    versionHigh = other.versionHigh;
+    versionLow = other.versionLow;
+    return *this;
+}
+
+void TCalibImageData::CopyValues(const TCalibImageData& other) {
+    xUnit = other.xUnit;
+    yUnit = other.yUnit;
     zUnit = other.zUnit;
     for (int i = 0; i < 4; ++i) {
         xCal[i] = other.xCal[i];
         yCal[i] = other.yCal[i];
         zCal[i] = other.zCal[i];
     }
-    xText = CopyText(other.xText.get());
-    yText = CopyText(other.yText.get());
-    zText = CopyText(other.zText.get());
     rayleighWavelength = other.rayleighWavelength;
     pixelLength = other.pixelLength;
     pixelHeight = other.pixelHeight;
     xIsWavelength = other.xIsWavelength;
-    versionHigh = other.versionHigh;
-    versionLow = other.versionLow;
-    return *this;
+}
+
+// Type 0 takes a given label; a table type takes its table label.
+void TCalibImageData::ApplyType(unsigned char& field, Text& label, unsigned char type, const char* text,
+                                const char* tableText) {
+    field = type;
+    if (type != 0)
+        label = CopyText(tableText);
+    else if (text && *text)
+        label = CopyText(text);
 }
 
 // Types past the table (255 among them) become "User type" with its table label.
 void TCalibImageData::SetXType(unsigned char type, const char* text) {
-    if (type == 0) {
-        xType = 0;
-        if (text && *text) xText = CopyText(text);
-        return;
+    if (!IsXZType(type)) {
+        type = CalibAxis::UserType;
+        text = kXZTypes[CalibAxis::UserType].text;
     }
-    if (!IsXZType(type)) type = CalibAxis::UserType;
-    xType = type;
-    xText = CopyText(kXZTypes[type].text);
+    ApplyType(xType, xText, type, text, kXZTypes[type].text);
 }
 
 void TCalibImageData::SetZType(unsigned char type, const char* text) {
-    if (type == 0) {
-        zType = 0;
-        if (text && *text) zText = CopyText(text);
-        return;
+    if (!IsXZType(type)) {
+        type = CalibAxis::UserType;
+        text = kXZTypes[CalibAxis::UserType].text;
     }
-    if (!IsXZType(type)) type = CalibAxis::UserType;
-    zType = type;
-    zText = CopyText(kXZTypes[type].text);
+    ApplyType(zType, zText, type, text, kXZTypes[type].text);
 }
 
 void TCalibImageData::SetYType(unsigned char type, const char* text) {
     if (type >= CalibAxis::YTypeCount) type = 1;  // "Counts"
-    if (type == 0) {
-        yType = 0;
-        if (text && *text) yText = CopyText(text);
-        return;
-    }
-    yType = type;
-    yText = CopyText(kYTypes[type].text);
+    ApplyType(yType, yText, type, text, kYTypes[type].text);
 }
 
 void TCalibImageData::SetXUnit(unsigned char unit, const char*) { xUnit = unit; }

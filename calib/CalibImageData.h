@@ -90,6 +90,11 @@ public:
 protected:
     using Text = std::unique_ptr<char[]>;
 
+    // Everything but the type bytes, the labels and the version.
+    void CopyValues(const TCalibImageData& other);
+    static void ApplyType(unsigned char& field, Text& label, unsigned char type, const char* text,
+                          const char* tableText);
+
     unsigned char xType, xUnit, yType, yUnit, zType, zUnit;
     double xCal[4];
     float yCal[4];
