@@ -8,6 +8,10 @@
 class TCalibImage : public TCalibImageData, public TKavriImage {
 public:
     TCalibImage() = default;
+    // Labels go through the type setters again, so their rules apply to the copy;
+    // the copy keeps the default record version.
+    TCalibImage(const TCalibImage& other);
+    TCalibImage& operator=(const TCalibImage& other) = default;
 };
 
 // Calibration record, then image data record with its pixel block.
