@@ -1,8 +1,8 @@
 #include "image/KavriImage.h"
 
 #include <algorithm>
-#include <cstring>
 
+#include "util/kavrimisc.h"
 #include "util/spoolhdl_stub.h"
 
 namespace {
@@ -21,8 +21,8 @@ const char* TableText(const char* const (&table)[N], int value) {
 
 void CopyBounded(char* buffer, unsigned int size, const char* text) {
     if (!buffer || size == 0) return;
-    std::strncpy(buffer, text, size - 1);
     buffer[size - 1] = '\0';
+    KavriUtility::TKavriMisc::strncpy(buffer, text, size - 1);
 }
 
 }  // namespace
