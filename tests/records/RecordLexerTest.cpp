@@ -216,10 +216,11 @@ TEST(RecordLexer, EveryStreamKindAndSettingAgrees) {
     struct Comma : std::numpunct<char> {
         char do_decimal_point() const override { return ','; }
     };
-    std::istringstream lexed("1,5"), formatted("1,5");
+    std::istringstream lexed("2 1,5"), formatted("2 1,5");
+    double x = 0, y = 0;
+    RecordStream::Read(lexed, x), RecordStream::ReadFormatted(formatted, y);
     lexed.imbue(std::locale(std::locale::classic(), new Comma));
     formatted.imbue(lexed.getloc());
-    double x = 0, y = 0;
     RecordStream::Read(lexed, x), RecordStream::ReadFormatted(formatted, y);
     EXPECT_EQ(x, 1.5);
     EXPECT_EQ(x, y);
