@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "metadata/MetaDataHandler.h"
@@ -20,10 +21,14 @@ std::vector<unsigned char> Stored(const std::vector<std::uint16_t>& words) {
     return bytes;
 }
 
-std::uint64_t Value64(const MetaData& m, unsigned int cid, unsigned int* length) {
-    std::uint64_t v = 0;
-    EXPECT_EQ(m.getCIDData(cid, &v, length), 0u) << cid;
-    return v;
+// A field's value and length, read through the given width.
+using ValueLength = std::pair<std::uint64_t, unsigned int>;
+template <class T>
+ValueLength Get(const MetaData& m, unsigned int cid) {
+    T v = 0;
+    unsigned int length = 99;
+    EXPECT_EQ(m.getCIDData(cid, &v, &length), 0u) << cid;
+    return {v, length};
 }
 
 unsigned int Parse(MetaData& m, const std::vector<unsigned char>& packet) {
@@ -50,23 +55,14 @@ TEST(MetaDataPacket, StoredBytesAfterPixelsDecodeByCID) {
     m.ParseMetaDataPacket(frame.data(), 5);
     ASSERT_EQ(m.StoreMetaData(), 0u);
 
-    unsigned int length = 99;
-    std::uint16_t version = 0;
-    EXPECT_EQ(m.getCIDData(3, &version, &length), 0u);
-    EXPECT_EQ(version, 4);
-    EXPECT_EQ(length, 2u);
-    EXPECT_EQ(Value64(m, 1, &length), 0x1122334455667788ull);
-    EXPECT_EQ(length, 8u);
-    std::uint32_t v32 = 0;
-    EXPECT_EQ(m.getCIDData(5, &v32, &length), 0u);
-    EXPECT_EQ(v32, 0xDEADBEEFu);
-    std::uint16_t v16 = 0;
-    EXPECT_EQ(m.getCIDData(6, &v16, &length), 0u);
-    EXPECT_EQ(v16, 0x0102);
-    // Fields 2 and 4 are absent: known CIDs still answer, with nothing held.
-    EXPECT_EQ(Value64(m, 2, &length), 0u);
-    EXPECT_EQ(length, 0u);
+    EXPECT_EQ(Get<std::uint16_t>(m, 3), ValueLength(4, 2));
+    EXPECT_EQ(Get<std::uint64_t>(m, 1), ValueLength(0x1122334455667788ull, 8));
+    EXPECT_EQ(Get<std::uint32_t>(m, 5), ValueLength(0xDEADBEEFu, 4));
+    EXPECT_EQ(Get<std::uint16_t>(m, 6), ValueLength(0x0102, 2));
+    // Field 2 is absent: a known CID still answers, with nothing held.
+    EXPECT_EQ(Get<std::uint64_t>(m, 2), ValueLength(0, 0));
 
+    unsigned int length = 0;
     std::uint64_t v64 = 7;
     EXPECT_EQ(m.getCIDData(12, &v64, &length), 1u);
     EXPECT_EQ(v64, 0u);
@@ -92,17 +88,10 @@ TEST(MetaDataPacket, OddAndOversizedLengthsAndStatuses) {
         42, 0, 0,  0,
     };
     ASSERT_EQ(Parse(m, Stored(quirks)), 0u);
+    EXPECT_EQ(Get<std::uint32_t>(m, 4), ValueLength(0x06AABB, 3));
+    EXPECT_EQ(Get<std::uint16_t>(m, 4), ValueLength(0xAABB, 3));
+    EXPECT_EQ(Get<std::uint32_t>(m, 3), ValueLength(5, 4));
     unsigned int length = 0;
-    std::uint32_t v32 = 0;
-    EXPECT_EQ(m.getCIDData(4, &v32, &length), 0u);
-    EXPECT_EQ(v32, 0x06AABBu);
-    EXPECT_EQ(length, 3u);
-    std::uint16_t v16 = 0;
-    EXPECT_EQ(m.getCIDData(4, &v16, &length), 0u);
-    EXPECT_EQ(v16, 0xAABB);
-    EXPECT_EQ(m.getCIDData(3, &v32, &length), 0u);
-    EXPECT_EQ(v32, 5u);
-    EXPECT_EQ(length, 4u);
     TIRIGDataArray block;
     EXPECT_EQ(m.getCIDData(11, &block, &length), 0u);
     EXPECT_EQ(length, 16u);
@@ -113,13 +102,13 @@ TEST(MetaDataPacket, OddAndOversizedLengthsAndStatuses) {
     EXPECT_EQ(none.StoreMetaData(), 5u);
     // Unknown CID first: nothing stored.
     EXPECT_EQ(Parse(none, Stored({2, 0, 12, 0, 7, 0})), 6u);
-    EXPECT_EQ(Value64(none, 2, &length), 0u);
+    EXPECT_EQ(Get<std::uint64_t>(none, 2), ValueLength(0, 0));
     // A value longer than the packet, whole or in its high word.
     EXPECT_EQ(Parse(none, Stored({16, 0, 1, 0, 0, 0})), 7u);
     EXPECT_EQ(Parse(none, Stored({2, 1, 1, 0, 0, 0})), 7u);
     // Damage after a good field keeps the good field.
     EXPECT_EQ(Parse(none, Stored({2, 0, 4, 0, 7, 32, 0, 2, 0})), 7u);
-    EXPECT_EQ(Value64(none, 4, &length), 7u);
+    EXPECT_EQ(Get<std::uint16_t>(none, 4), ValueLength(7, 2));
     // A packet shorter than one field header reads zeros past its end: an end marker.
     EXPECT_EQ(Parse(none, {0x01, 0x00}), 0u);
 }
@@ -195,21 +184,4 @@ TEST(MetaDataHandler, LengthsBuffersAndCopies) {
     h.SetAllMetaData("1,|");
     EXPECT_STREQ(h.GetAllMetaData(), "");
     EXPECT_EQ(h.GetData(3)[999], 0);
-}
-
-TEST(MetaDataHandler, FramePacketsDecode) {
-    // The path of a tag query: text -> frame packet -> fields.
-    TMetaDataHandler h;
-    h.SetSeriesLength(2);
-    h.SetDataLength(14);
-    // Second frame: CID 3 with L 2 and value 9, then zeros, stored last word first.
-    h.SetAllMetaData("0,0,0,0,0,0,0,0,|0,0,0,0,9,0,0,0,3,0,0,0,2,0,|");
-    MetaData m;
-    m.SetSizeOfMetaData(14);
-    m.ParseMetaDataPacket(h.GetData(1), 0);
-    EXPECT_EQ(m.StoreMetaData(), 0u);
-    unsigned int length = 0;
-    std::uint16_t version = 0;
-    m.getCIDData(3, &version, &length);
-    EXPECT_EQ(version, 9);
 }
