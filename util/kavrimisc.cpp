@@ -20,7 +20,7 @@ namespace KavriUtility {
 namespace {
 
 template <class C>
-bool IsSpecFlag(C c) {
+bool IsConversionFlag(C c) {
     switch (c) {
         case '-': case '+': case ' ': case '#': case '.': case '*':
         case '0': case '1': case '2': case '3': case '4':
@@ -47,7 +47,7 @@ std::basic_string<C> TranslateFormat(const C* format) {
             out += *p++;
             continue;
         }
-        while (*p && IsSpecFlag(*p)) out += *p++;
+        while (*p && IsConversionFlag(*p)) out += *p++;
         if (p[0] == 'I' && p[1] == '6' && p[2] == '4') {
             out += C('l');
             out += C('l');
@@ -159,7 +159,7 @@ int TKavriMisc::snwprintf(wchar_t* buf, std::size_t n, const wchar_t* format, ..
     va_start(args, format);
     const int r = std::vswprintf(buf, n, translated.c_str(), args);
     va_end(args);
-    // A wide format that does not fit leaves the buffer unspecified; keep it a text.
+    // A wide format that does not fit may leave the buffer unterminated; keep it a text.
     buf[n - 1] = L'\0';
     return r;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "metadata/ICCDConfiguration.h"
 #include "records/UserText.h"
 #include "records/cropsave.h"
 #include "records/iccdsave.h"
@@ -188,4 +189,41 @@ TEST(UserText, AddAndGetAreBounded) {
     TUserText copy(t);
     EXPECT_EQ(copy.GetLength(), 2048u);
     EXPECT_EQ(std::string(copy.GetBuffer()), full + "y");
+}
+
+TEST(ICCDSave, LoadICCDInfoTakesDelayBeforeWidth) {
+    TICCDConfiguration config(2);  // the third output does not exist
+    __DDGTimingPair gate;
+    gate.width.SetU64TimePS(5000);  // element 0
+    gate.delay.SetU64TimePS(7000);  // element 1
+    config.GetGater().SetTime(gate);
+    config.GetGater().SetMode(2);
+    config.GetGater().SetGain(3000);
+    config.SetKelgateEnabled(true);
+    config.GetIOC().SetEnabled(true);
+    config.GetIOC().SetNoOfPulses(12);
+    config.GetIOC().SetPeriod(4000000);
+    __DDGTimingPair out;
+    out.width.SetU64TimePS(100);
+    out.delay.SetU64TimePS(200);
+    config.GetExternal().SetTime(1, out);
+    config.GetExternal().SetEnabled(1, true);
+    config.GetExternal().SetPolarity(1, 1);
+    config.GetDelayStep().SetMode(TDDGStepSetting::StepLinear);
+    config.GetDelayStep().SetCoefficients(3, 0.5, 2.0);
+    config.GetWidthStep().SetCoefficients(0, 9.0, 9.0);  // mode stays 100: not copied
+
+    TICCDSave s;
+    s.GaterAux = 4;
+    s.WidthStepCoeffA = 1.25;
+    s.LoadICCDInfo(&config);
+    EXPECT_EQ(Ints({s.Present, s.GaterMode, s.GaterGain, s.GaterAux, s.KelgateEnabled, s.IOCEnabled, s.IOCNoOfPulses}),
+              Ints({1, 2, 3000, 4, 1, 1, 12}));
+    EXPECT_EQ(U64s({s.GaterTime1PS, s.GaterTime0PS, s.IOCPeriod}), U64s({7000, 5000, 4000000}));
+    EXPECT_EQ(Ints({s.ExtOutEnabled[0], s.ExtOutEnabled[1], s.ExtOutEnabled[2], s.ExtOutPolarity[1]}),
+              Ints({0, 1, 0, 1}));
+    EXPECT_EQ(U64s({s.ExtOutTime1PS[1], s.ExtOutTime0PS[1], s.ExtOutTime1PS[2]}), U64s({200, 100, 0}));
+    EXPECT_EQ(Ints({s.DelayStepMode, s.WidthStepMode}), Ints({3, 100}));
+    EXPECT_EQ(std::vector<double>({s.DelayStepCoeffA, s.DelayStepCoeffB, s.WidthStepCoeffA}),
+              std::vector<double>({0.5, 2.0, 1.25}));
 }
