@@ -11,7 +11,9 @@ public:
     // Labels go through the type setters again, so their rules apply to the copy;
     // the copy keeps the default record version.
     TCalibImage(const TCalibImage& other);
-    TCalibImage& operator=(const TCalibImage& other) = default;
+    TCalibImage& operator=(const TCalibImage&) = delete;  // as the image data below it
+
+    void Persist() { TKavriImage::Persist(); }
 
     // Calibrated value of a pixel. With the X-is-wavelength flag set the polynomial
     // gives nanometres, shown in the X axis's own type and unit where that converts.
