@@ -1,8 +1,335 @@
 #include "image/KavriImageData.h"
 
-std::istream& operator>>(std::istream& is, TKavriImageData&) {
-    is.setstate(std::ios::failbit);
+#include <algorithm>
+#include <iomanip>
+#include <new>
+
+#include "records/RecordStream.h"
+#include "util/spoolhdl_stub.h"
+
+namespace {
+
+const unsigned int kVersionWritten = 65541;  // 1.5
+const unsigned int kPixelBytes = 4;
+
+// The smallest text any number after another can take: a non-digit between the two
+// and one digit.
+const unsigned long long kMinNumberBytes = 2;
+// A sub-image is its record (version and six ints) and its offset.
+const unsigned long long kMinSubImageBytes = 8 * kMinNumberBytes;
+
+// Whether the stream can still supply `needed` bytes. A failed stream supplies
+// nothing; one that cannot tell its length is trusted.
+bool CanHold(std::istream& is, unsigned long long needed) {
+    if (!is) return false;
+    const long long left = RecordStream::Remaining(is);
+    return left < 0 || needed <= static_cast<unsigned long long>(left);
+}
+
+// Least bytes a valid record still needs once its counts are known: the sub-image
+// lines, one number per time stamp, the final newline and, unless the pixels live
+// elsewhere, the whole pixel block (header-only readers seek over it all the same).
+bool CountsFitStream(std::istream& is, unsigned long long subImages, unsigned long long frames,
+                     unsigned long long frameLength, bool pixelsInStream) {
+    const unsigned long long text = subImages * kMinSubImageBytes + frames * kMinNumberBytes + 1;
+    if (!CanHold(is, text)) return false;
+    if (!pixelsInStream) return true;
+    const unsigned long long pixels = frames * frameLength;  // below 2^64: both are 32-bit
+    const long long left = RecordStream::Remaining(is);
+    if (left < 0) return true;
+    return pixels <= (static_cast<unsigned long long>(left) - text) / kPixelBytes;
+}
+
+void WriteZeros(std::ostream& os, unsigned long long bytes) {
+    static const char zeros[4096] = {};
+    while (bytes > 0 && os) {
+        const unsigned long long step = std::min<unsigned long long>(bytes, sizeof zeros);
+        os.write(zeros, static_cast<std::streamsize>(step));
+        bytes -= step;
+    }
+}
+
+}  // namespace
+
+TKavriImageData::TKavriImageData() { SetDefaults(); }
+
+TKavriImageData::~TKavriImageData() {
+    DeleteDataArray();
+    delete spoolHandler;
+}
+
+void TKavriImageData::SetDefaults() {
+    padFlag = false;
+    dataFormat = 0;
+    portReadoutMode = -1;
+    exposureWindowHeight = 0;
+    lineScanSpeed = 0.0f;
+    alternatingReadoutDirection = 0;
+    scanSpeedControl = 0;
+    readoutDirection = -1;
+    fastKineticsStorageMode = 0;
+    fastKineticsTimeScanMode = -1;
+    pivEnable = 0;
+    extendedDynamicRange = 0;
+    padTarget = 0;
+    versionHigh = 1;
+    versionLow = 5;
+    metaDataFlag = 0;
+    tickInterval = 10.0;
+}
+
+void TKavriImageData::SetSpoolHandler(ISpoolHandler* handler) {
+    if (handler == spoolHandler) return;
+    delete spoolHandler;
+    spoolHandler = handler;
+}
+
+unsigned int TKavriImageData::GetSubImageOffset(unsigned int index0) const {
+    return index0 < subImageOffsets.size() ? subImageOffsets[index0] : 0;
+}
+
+unsigned int TKavriImageData::GetTimeStamp(unsigned int index0) const {
+    return index0 < timeStamps.size() ? timeStamps[index0] : 0;
+}
+
+void TKavriImageData::SetTimeStamp(unsigned int index0, unsigned int value) {
+    if (index0 < timeStamps.size()) timeStamps[index0] = value;
+}
+
+unsigned long long TKavriImageData::GetMetaDataWord(unsigned int index0) const {
+    return index0 < metaData.size() ? metaData[index0] : 0;
+}
+
+void TKavriImageData::SetMetaDataWord(unsigned int index0, unsigned long long value) {
+    if (index0 < metaData.size()) metaData[index0] = value;
+}
+
+bool TKavriImageData::GetDataFormatBytesPerPixel(unsigned int& bytes) const {
+    bytes = 0;
+    if (dataFormat > 1) return true;
+    bytes = kPixelBytes;
+    return false;
+}
+
+// ---------------------------------------------------------------------------
+// Frame store
+
+int TKavriImageData::CreateDataArray(DataStore::ePixelDataType type, unsigned int count, unsigned int pixels,
+                                     bool zero) {
+    DeleteDataArray();
+    std::vector<Frame*> built;
+    built.reserve(count);
+    try {
+        for (unsigned int i = 0; i < count; ++i) built.push_back(new Frame(type, pixels, zero));
+    } catch (...) {
+        for (Frame* frame : built) delete frame;
+        throw;
+    }
+    frames.swap(built);
+    return 0;
+}
+
+void TKavriImageData::DeleteDataArray() {
+    ClearReadFrameCache();
+    for (Frame* frame : frames) delete frame;
+    frames.clear();
+}
+
+Frame* TKavriImageData::StoredFrame(unsigned int n) const {
+    return n >= 1 && n <= frames.size() ? frames[n - 1] : nullptr;
+}
+
+Frame* TKavriImageData::GetFrame(unsigned int n) const { return StoredFrame(n); }
+
+float* TKavriImageData::ObtainWriteImagePtr(unsigned int n) {
+    if (n == 0 || n > numberImages) return nullptr;
+    if (UseSpoolHandler()) return spoolHandler->ObtainWriteImagePtr(n - 1);
+    Frame* frame = StoredFrame(n);
+    return frame ? frame->GetWriteBuffer() : nullptr;
+}
+
+float* TKavriImageData::ObtainReadImagePtr(unsigned int n) {
+    if (n == 0 || n > numberImages) return nullptr;
+    if (UseSpoolHandler()) return spoolHandler->ObtainReadImagePtr(n - 1);
+    Frame* frame = StoredFrame(n);
+    if (!frame) return nullptr;
+    SetLastAllocatedReadFrameCache(frame);
+    return frame->GetReadBuffer();
+}
+
+bool TKavriImageData::SubImageStart(unsigned int sub, unsigned int n, unsigned int& offset) const {
+    if (n == 0 || n > numberImages || sub == 0 || sub > numberSubImages) return false;
+    if (sub > subImageOffsets.size()) return false;
+    offset = subImageOffsets[sub - 1];
+    // Offsets come from the file unchecked; one past the frame would point outside it.
+    return offset < frameLength;
+}
+
+float* TKavriImageData::ObtainReadSubImagePtr(unsigned int sub, unsigned int n) {
+    unsigned int offset = 0;
+    if (!SubImageStart(sub, n, offset)) return nullptr;
+    float* base = UseSpoolHandler() ? spoolHandler->ObtainReadImagePtr(n - 1) : ObtainReadImagePtr(n);
+    return base ? base + offset : nullptr;
+}
+
+float* TKavriImageData::ObtainWriteSubImagePtr(unsigned int sub, unsigned int n) {
+    unsigned int offset = 0;
+    if (!SubImageStart(sub, n, offset)) return nullptr;
+    float* base = ObtainWriteImagePtr(n);
+    return base ? base + offset : nullptr;
+}
+
+void TKavriImageData::ReleaseImagePtr(unsigned int n) {
+    if (n == 0) return;
+    if (UseSpoolHandler()) {
+        spoolHandler->ReleaseImagePtr(n - 1);
+        return;
+    }
+    if (Frame* frame = StoredFrame(n)) frame->ReleaseReadBuffer();
+}
+
+void TKavriImageData::SetLastAllocatedReadFrameCache(Frame* frame) {
+    const auto found = std::find(readCache.begin(), readCache.end(), frame);
+    if (found != readCache.end()) {
+        // Already holds its reference: only its place changes.
+        readCache.erase(found);
+        readCache.push_back(frame);
+        return;
+    }
+    if (readCache.size() >= 2) {
+        readCache.front()->ReleaseReadBuffer();
+        readCache.pop_front();
+    }
+    frame->GetReadBuffer();
+    readCache.push_back(frame);
+}
+
+void TKavriImageData::ClearReadFrameCache() {
+    while (!readCache.empty()) {
+        readCache.front()->ReleaseReadBuffer();
+        readCache.pop_front();
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Record
+
+std::istream& operator>>(std::istream& is, TKavriImageData& data) {
+    unsigned int version = 0;
+    RecordStream::Read(is, version);
+    data.versionHigh = RecordStream::Major(version);
+    data.versionLow = RecordStream::Minor(version);
+
+    is >> data.detectorRect;
+    RecordStream::Read(is, data.numberImages);
+    RecordStream::Read(is, data.numberSubImages);
+    RecordStream::Read(is, data.totalLength);  // kept as stored, never checked
+    RecordStream::Read(is, data.frameLength);
+
+    unsigned int bytesPerPixel = 0;
+    const bool formatUnsupported = data.GetDataFormatBytesPerPixel(bytesPerPixel);
+    const bool pixelsInStream = !data.spooledDAT && !formatUnsupported;
+    data.DeleteDataArray();
+    // Counts the rest of the stream cannot hold are refused before anything is sized by them.
+    if (!CountsFitStream(is, data.numberSubImages, data.numberImages, data.frameLength, pixelsInStream)) {
+        data.numberSubImages = 0;
+        data.numberImages = 0;
+        data.subImages.clear();
+        data.subImageOffsets.clear();
+        data.timeStamps.clear();
+        data.metaData.clear();
+        is.setstate(std::ios::failbit);
+        return is;
+    }
+    try {
+        data.subImages.assign(data.numberSubImages, TSubImage());
+        data.subImageOffsets.assign(data.numberSubImages, 0);
+        data.CreateTimeStamps();
+        data.CreateMetaData();
+        if (!data.spoolMode && !data.headerOnly)
+            data.CreateDataArray(DataStore::Float, data.numberImages, data.frameLength, false);
+    } catch (const std::bad_alloc&) {
+        is.setstate(std::ios::failbit);
+        return is;
+    }
+
+    for (unsigned int k = 0; k < data.numberSubImages; ++k) {
+        is >> data.subImages[k];
+        RecordStream::Read(is, data.subImageOffsets[k]);  // taken as stored, not recomputed
+    }
+
+    // Versions before 1.3 stored time stamps a thousand times coarser.
+    const bool coarseTimeStamps = data.versionHigh == 1 && data.versionLow < 3;
+    for (unsigned int i = 0; i < data.numberImages; ++i) {
+        RecordStream::Read(is, data.timeStamps[i]);
+        if (coarseTimeStamps) data.timeStamps[i] *= 1000;
+    }
+
+    // Version 1.4 always has metadata words and no flag; later 1.x say so in a flag.
+    if (data.versionHigh == 1 && data.versionLow > 4)
+        RecordStream::Read(is, data.metaDataFlag);
+    else if (data.versionHigh == 1 && data.versionLow == 4)
+        data.metaDataFlag = 1;
+    if (data.metaDataFlag == 1)
+        for (unsigned int i = 0; i < data.numberImages; ++i) RecordStream::Read(is, data.metaData[i]);
+
+    RecordStream::SkipSeparator(is);  // the newline ending the last text line
+    data.dataStartOffset = static_cast<long long>(is.tellg());
+
+    if (!pixelsInStream) return is;
+    // Pixels are little-endian floats, the host's own order.
+    const std::streamoff frameBytes = static_cast<std::streamoff>(data.frameLength) * kPixelBytes;
+    for (unsigned int i = 1; i <= data.numberImages && is.good(); ++i) {
+        if (data.spoolMode || data.headerOnly) {
+            is.seekg(frameBytes, std::ios::cur);
+        } else {
+            float* pixels = data.ObtainWriteImagePtr(i);
+            if (pixels) is.read(reinterpret_cast<char*>(pixels), static_cast<std::streamsize>(data.frameLength) * bytesPerPixel);
+            data.ReleaseImagePtr(i);
+        }
+    }
     return is;
 }
 
-std::ostream& operator<<(std::ostream& os, TKavriImageData&) { return os; }
+std::ostream& operator<<(std::ostream& os, TKavriImageData& data) {
+    data.versionHigh = RecordStream::Major(kVersionWritten);
+    data.versionLow = RecordStream::Minor(kVersionWritten);
+    os << kVersionWritten << ' ';
+    os << data.detectorRect << ' ';
+    os << data.numberImages << ' ' << data.numberSubImages << ' ' << data.totalLength << ' ' << data.frameLength
+       << '\n';
+    for (unsigned int k = 0; k < data.numberSubImages; ++k) {
+        const TSubImage sub = k < data.subImages.size() ? data.subImages[k] : TSubImage();
+        os << sub << ' ' << data.GetSubImageOffset(k) << '\n';
+    }
+
+    const unsigned long long frames = data.numberImages;
+    if (data.padFlag && frames > 0) {
+        const long long here = static_cast<long long>(os.tellp());
+        if (here >= 0) {
+            // Each time stamp line is 11 bytes, each metadata line 21, the flag line 2.
+            unsigned long long predicted = static_cast<unsigned long long>(here) + frames * 11 + 2;
+            if (data.metaDataFlag == 1) predicted += frames * 21;
+            if (data.padTarget > predicted)
+                RecordStream::PadFile(os, static_cast<unsigned int>(data.padTarget - predicted));
+        }
+    }
+
+    for (unsigned int i = 0; i < data.numberImages; ++i) os << std::setw(10) << data.GetTimeStamp(i) << '\n';
+    os << data.metaDataFlag << '\n';
+    if (data.metaDataFlag == 1)
+        for (unsigned int i = 0; i < data.numberImages; ++i) os << std::setw(20) << data.GetMetaDataWord(i) << '\n';
+
+    if (data.headerOnly) return os;
+    const unsigned long long frameBytes = static_cast<unsigned long long>(data.frameLength) * kPixelBytes;
+    for (unsigned int i = 1; i <= data.numberImages; ++i) {
+        const float* pixels = data.ObtainReadImagePtr(i);
+        if (pixels) {
+            os.write(reinterpret_cast<const char*>(pixels), static_cast<std::streamsize>(frameBytes));
+            data.ReleaseImagePtr(i);
+        } else {
+            WriteZeros(os, frameBytes);  // a frame not held keeps the block's layout
+        }
+    }
+    return os;
+}

@@ -1,5 +1,6 @@
 #include "records/iccdsave.h"
 
+#include "metadata/ICCDConfiguration.h"
 #include "records/RecordStream.h"
 
 void TICCDSave::setDefaults() {
@@ -28,6 +29,37 @@ void TICCDSave::setDefaults() {
     AuxFloat = 0.0f;
     AuxInt = 0;
     AuxFlag = false;
+}
+
+void TICCDSave::LoadICCDInfo(const TICCDConfiguration* config) {
+    if (!config) return;
+    Present = 1;
+    const TGaterSetting& gater = config->GetGater();
+    GaterMode = gater.GetMode();
+    GaterGain = gater.GetGain();
+    KelgateEnabled = config->GetKelgateEnabled();
+    GaterTime1PS = gater.GetTime()[1].GetU64TimePS();
+    GaterTime0PS = gater.GetTime()[0].GetU64TimePS();
+
+    const TIOCSetting& ioc = config->GetIOC();
+    IOCEnabled = ioc.GetEnabled();
+    IOCNoOfPulses = ioc.GetNoOfPulses();
+    IOCPeriod = ioc.GetPeriod();
+
+    // A configuration with fewer outputs answers 0 for the missing ones.
+    const TDDGExtOutSetting& external = config->GetExternal();
+    for (int i = 0; i < kExternalOutputs; ++i) {
+        ExtOutEnabled[i] = external.GetEnabled(i);
+        ExtOutPolarity[i] = external.GetPolarity(i);
+        ExtOutTime1PS[i] = external.GetTime(i)[1].GetU64TimePS();
+        ExtOutTime0PS[i] = external.GetTime(i)[0].GetU64TimePS();
+    }
+
+    // Without stepping the coefficients are left as they were.
+    DelayStepMode = config->GetDelayStep().GetMode();
+    config->GetDelayStep().GetCoefficients(DelayStepMode, DelayStepCoeffA, DelayStepCoeffB);
+    WidthStepMode = config->GetWidthStep().GetMode();
+    config->GetWidthStep().GetCoefficients(WidthStepMode, WidthStepCoeffA, WidthStepCoeffB);
 }
 
 std::istream& operator>>(std::istream& is, TICCDSave& s) {

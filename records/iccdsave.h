@@ -7,10 +7,15 @@
 #include <istream>
 #include <ostream>
 
+class TICCDConfiguration;
+
 class TICCDSave {
 public:
     TICCDSave() { setDefaults(); }
     void setDefaults();
+    // Copies the configuration's values in; the configuration is only read. A null
+    // configuration leaves the record as it is.
+    void LoadICCDInfo(const TICCDConfiguration* config);
 
     static constexpr unsigned int kVersionWritten = 65539;  // 1.3
     static constexpr int kExternalOutputs = 3;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "metadata/ICCDConfiguration.h"
 #include "records/UserText.h"
 #include "records/cropsave.h"
 #include "records/iccdsave.h"
@@ -96,8 +97,8 @@ TEST(CropSave, StartsAndEndsAreDerived) {
         EXPECT_EQ(Rest(is), "\nN");
     }
     // 1.2, 0.2 and 2.0 store the starts after the bins.
-    for (const char* v : {"65538", "2", "131072"}) {
-        std::istringstream is(std::string(v) + " 0 2048 512 20 10 1 1 11 5\nN");
+    for (const std::string v : {"65538", "2", "131072"}) {
+        std::istringstream is(v + " 0 2048 512 20 10 2 3 11 5\nN");
         TCropSave c;
         is >> c;
         EXPECT_EQ(Ints({c.GetCropXStart(), c.GetCropYStart(), c.GetCropXEnd(), c.GetCropYEnd(), c.GetCropXSize(),
@@ -105,6 +106,11 @@ TEST(CropSave, StartsAndEndsAreDerived) {
                   Ints({11, 5, 30, 14, 20, 10}))
             << v;
         EXPECT_EQ(Rest(is), "\nN") << v;
+        // The writer stores sizes from the ends, so a changed end shows in the text.
+        c.SetCropXEnd(40);
+        std::ostringstream os;
+        os << c;
+        EXPECT_EQ(os.str(), "65538 0 2048 512 30 10 2 3 11 5") << v;
     }
     {  // Hostile sizes saturate instead of overflowing.
         std::istringstream is("65538 0 0 0 2147483647 -2147483648 1 1 10 -5");
@@ -112,20 +118,6 @@ TEST(CropSave, StartsAndEndsAreDerived) {
         is >> c;
         EXPECT_EQ(Ints({c.GetCropXEnd(), c.GetCropYEnd()}), Ints({INT_MAX, INT_MIN}));
     }
-
-    TCropSave c;
-    c.SetCropModeEnabled(true);
-    c.SetOriginalCCDXSize(2048);
-    c.SetOriginalCCDYSize(512);
-    c.SetCropXStart(11);
-    c.SetCropXEnd(30);
-    c.SetCropYStart(5);
-    c.SetCropYEnd(14);
-    c.SetCropXBin(2);
-    c.SetCropYBin(3);
-    std::ostringstream os;
-    os << c;
-    EXPECT_EQ(os.str(), "65538 1 2048 512 20 10 2 3 11 5");
 }
 
 TEST(UserText, ReaderKeepsWhatFitsAndConsumesAll) {
@@ -188,4 +180,41 @@ TEST(UserText, AddAndGetAreBounded) {
     TUserText copy(t);
     EXPECT_EQ(copy.GetLength(), 2048u);
     EXPECT_EQ(std::string(copy.GetBuffer()), full + "y");
+}
+
+TEST(ICCDSave, LoadICCDInfoTakesDelayBeforeWidth) {
+    TICCDConfiguration config(2);  // the third output does not exist
+    __DDGTimingPair gate;
+    gate.width.SetU64TimePS(5000);  // element 0
+    gate.delay.SetU64TimePS(7000);  // element 1
+    config.GetGater().SetTime(gate);
+    config.GetGater().SetMode(2);
+    config.GetGater().SetGain(3000);
+    config.SetKelgateEnabled(true);
+    config.GetIOC().SetEnabled(true);
+    config.GetIOC().SetNoOfPulses(12);
+    config.GetIOC().SetPeriod(4000000);
+    __DDGTimingPair out;
+    out.width.SetU64TimePS(100);
+    out.delay.SetU64TimePS(200);
+    config.GetExternal().SetTime(1, out);
+    config.GetExternal().SetEnabled(1, true);
+    config.GetExternal().SetPolarity(1, 1);
+    config.GetDelayStep().SetMode(TDDGStepSetting::StepLinear);
+    config.GetDelayStep().SetCoefficients(3, 0.5, 2.0);
+    config.GetWidthStep().SetCoefficients(0, 9.0, 9.0);  // mode stays 100: not copied
+
+    TICCDSave s;
+    s.GaterAux = 4;
+    s.WidthStepCoeffA = 1.25;
+    s.LoadICCDInfo(&config);
+    EXPECT_EQ(Ints({s.Present, s.GaterMode, s.GaterGain, s.GaterAux, s.KelgateEnabled, s.IOCEnabled, s.IOCNoOfPulses}),
+              Ints({1, 2, 3000, 4, 1, 1, 12}));
+    EXPECT_EQ(U64s({s.GaterTime1PS, s.GaterTime0PS, s.IOCPeriod}), U64s({7000, 5000, 4000000}));
+    EXPECT_EQ(Ints({s.ExtOutEnabled[0], s.ExtOutEnabled[1], s.ExtOutEnabled[2], s.ExtOutPolarity[1]}),
+              Ints({0, 1, 0, 1}));
+    EXPECT_EQ(U64s({s.ExtOutTime1PS[1], s.ExtOutTime0PS[1], s.ExtOutTime1PS[2]}), U64s({200, 100, 0}));
+    EXPECT_EQ(Ints({s.DelayStepMode, s.WidthStepMode}), Ints({3, 100}));
+    EXPECT_EQ(std::vector<double>({s.DelayStepCoeffA, s.DelayStepCoeffB, s.WidthStepCoeffA}),
+              std::vector<double>({0.5, 2.0, 1.25}));
 }

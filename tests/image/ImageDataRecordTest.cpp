@@ -1,0 +1,231 @@
+// Image data record: hand-typed records of every layout, header-only skipping,
+// refusal of counts the stream cannot hold, construction and round trips.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+
+#include "image/KavriImage.h"
+
+namespace {
+
+std::string FloatBytes(std::initializer_list<float> values) {
+    std::string bytes;
+    for (float v : values) bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
+    return bytes;
+}
+
+// Two frames of one 2x2 sub-image: the record text up to the time stamps, with an
+// optional stretch of padding before them.
+std::string RecordHead(const char* version, const std::string& padding = "") {
+    return std::string(version) + " 1 256 1024 1 2 1 8 4\n65538 1 2 2 1 1 1 0\n" + padding +
+           "         5\n         7\n";
+}
+
+const std::string kPixels = FloatBytes({1, 2, 3, 4, -1.5f, 0, 1e6f, 0.25f});
+
+}  // namespace
+
+TEST(ImageDataRecord, ReadsEveryLayout) {
+    // Head text: 27 + 20 + 2 x 11 = 69 bytes. Metadata lines are 21 bytes each.
+    const std::string words = "                   9\n18446744073709551615\n";
+    struct Case {
+        std::string text;
+        unsigned int high, low;
+        unsigned int stamp0, stamp1;
+        int flag;
+        unsigned long long word1;
+        long long start;
+    } cases[] = {
+        {RecordHead("65538"), 1, 2, 5000, 7000, 0, 0, 69},  // before 1.3: stamps x1000
+        {RecordHead("65539"), 1, 3, 5, 7, 0, 0, 69},
+        {RecordHead("65540") + words, 1, 4, 5, 7, 1, 18446744073709551615ULL, 111},  // 1.4: words, no flag
+        {RecordHead("65541") + "0\n", 1, 5, 5, 7, 0, 0, 71},
+        {RecordHead("65541") + "1\n" + words, 1, 5, 5, 7, 1, 18446744073709551615ULL, 113},
+        {RecordHead("65541", "   \n") + "1\n" + words, 1, 5, 5, 7, 1, 18446744073709551615ULL, 117},
+        {RecordHead("131072"), 2, 0, 5, 7, 0, 0, 70},  // a later major has no flag line
+    };
+    for (const Case& c : cases) {
+        std::istringstream is(c.text + kPixels + "TAIL");
+        TKavriImage image;
+        is >> image;
+        ASSERT_FALSE(is.fail()) << c.text;
+        EXPECT_EQ(image.GetKavriImageVersionHigh(), c.high);
+        EXPECT_EQ(image.GetKavriImageVersionLow(), c.low);
+        EXPECT_TRUE((image.GetDetectorRect() == LONG_RECT{1, 256, 1024, 1}));
+        EXPECT_EQ(image.GetNumberImages(), 2u);
+        EXPECT_EQ(image.GetNumberSubImages(), 1u);
+        EXPECT_EQ(image.GetTotalLength(), 8u);
+        EXPECT_EQ(image.GetDataLength(), 4u);
+        ASSERT_NE(image.GetSubImages(), nullptr);
+        EXPECT_EQ(image.GetSubImages()[0], TSubImage(1, 2, 2, 1, 1, 1));
+        EXPECT_EQ(image.GetSubImageOffset(0), 0u);
+        EXPECT_EQ(image.GetTimeStamp(0), c.stamp0) << c.text;
+        EXPECT_EQ(image.GetTimeStamp(1), c.stamp1) << c.text;
+        EXPECT_EQ(image.GetMetaData(), c.flag) << c.text;
+        EXPECT_EQ(image.GetMetaDataWord(0), c.flag ? 9u : 0u) << c.text;
+        EXPECT_EQ(image.GetMetaDataWord(1), c.word1) << c.text;
+        EXPECT_EQ(image.GetDataStartOffset(), c.start) << c.text;
+        const float* f2 = image.ObtainReadImagePtr(2);
+        ASSERT_NE(f2, nullptr);
+        EXPECT_EQ(f2[0], -1.5f);
+        EXPECT_EQ(f2[3], 0.25f);
+        image.ReleaseImagePtr(2);
+        const float* s1 = image.ObtainReadSubImagePtr(1, 1);
+        ASSERT_NE(s1, nullptr);
+        EXPECT_EQ(s1[2], 3.0f);
+        image.ReleaseImagePtr(1);
+        std::string tail;
+        is >> tail;
+        EXPECT_EQ(tail, "TAIL");
+    }
+}
+
+TEST(ImageDataRecord, PixelBlockSkippedOrLeftAlone) {
+    // Header only: 3 frames of 1024 pixels are passed over by exactly 3 x 4096 bytes.
+    const std::string head = "65541 0 0 0 0 3 1 3072 1024\n65538 1 1024 1024 1 1 1 0\n1\n2\n3\n0\n";
+    {
+        std::istringstream is(head + std::string(3 * 4096, '\x7f') + "TAIL");
+        TKavriImage image;
+        image.SetHeaderOnly(true);
+        is >> image;
+        ASSERT_FALSE(is.fail());
+        EXPECT_EQ(image.GetDataStartOffset(), static_cast<long long>(head.size()));
+        EXPECT_EQ(static_cast<long long>(is.tellg()), image.GetDataStartOffset() + 3 * 4096);
+        EXPECT_EQ(image.ObtainReadImagePtr(1), nullptr);  // nothing stored
+        EXPECT_EQ(image.GetNumberImages(), 3u);
+    }
+    // Spooled pixels live elsewhere: the stream ends with the record.
+    {
+        std::istringstream is(head);
+        TKavriImage image;
+        image.SetSpooledDAT(true);
+        image.SetSpoolMode(true);
+        is >> image;
+        EXPECT_FALSE(is.fail());
+        EXPECT_EQ(image.GetDataStartOffset(), static_cast<long long>(head.size()));
+    }
+}
+
+TEST(ImageDataRecord, RefusesCountsTheStreamCannotHold) {
+    const char* bad[] = {
+        "65541 0 0 0 0 2147483648 0 0 0\n",            // 2^31 frames, each needs a time stamp
+        "65541 0 0 0 0 1 0 0 4294967295\n1\n0\n",       // one frame of 16 GiB
+        "65541 0 0 0 0 65536 0 0 65536\n",              // 2^32 pixels: wraps to 0 in 32 bits
+        "65541 0 0 0 0 0 268435456 0 0\n",              // 2^28 sub-images
+    };
+    for (const char* text : bad) {
+        for (bool headerOnly : {false, true}) {
+            std::istringstream is(text);
+            TKavriImage image;
+            image.SetHeaderOnly(headerOnly);
+            is >> image;
+            EXPECT_TRUE(is.fail()) << text;
+            EXPECT_EQ(image.GetNumberImages(), 0u) << text;
+            EXPECT_EQ(image.GetSubImages(), nullptr) << text;
+        }
+    }
+    // A frame of 2 pixels reads when complete and fails one byte short.
+    const std::string frame = std::string("65541 0 0 0 0 1 0 0 2\n1\n0\n") + FloatBytes({1, 2});
+    std::istringstream whole(frame);
+    std::istringstream shortOne(frame.substr(0, frame.size() - 1));
+    TKavriImage a, b;
+    whole >> a;
+    shortOne >> b;
+    EXPECT_FALSE(whole.fail());
+    EXPECT_TRUE(shortOne.fail());
+
+    // Corrupt geometry reads, and offsets past the frame give no sub-image pointer.
+    std::istringstream corrupt("65541 0 0 0 0 1 2 0 2\n65538 1 1 2 1 0 0 0\n65538 1 1 2 1 0 0 2\n1\n0\n" +
+                               FloatBytes({1, 2}));
+    TKavriImage c;
+    corrupt >> c;
+    ASSERT_FALSE(corrupt.fail());
+    EXPECT_EQ(c.GetSubImages()[1].hBin, 0);
+    EXPECT_NE(c.ObtainReadSubImagePtr(1, 1), nullptr);
+    c.ReleaseImagePtr(1);
+    EXPECT_EQ(c.ObtainReadSubImagePtr(2, 1), nullptr);
+}
+
+TEST(ImageDataRecord, ConstructorLaysOutSubImages) {
+    const TSubImage subs[3] = {TSubImage(1, 1, 1023, 1, 1, 2), TSubImage(1, 4, 4, 1, 2, 2),
+                               TSubImage(1, 3, 3, 1, 2, 2)};
+    TKavriImage image(TKavriRect(1, 256, 1024, 1), 3, subs, 2, false, true, DataStore::Int32);
+    EXPECT_EQ(image.GetSubImageOffset(0), 0u);
+    EXPECT_EQ(image.GetSubImageOffset(1), 511u);
+    EXPECT_EQ(image.GetSubImageOffset(2), 515u);
+    EXPECT_EQ(image.GetDataLength(), 517u);
+    EXPECT_EQ(image.GetTotalLength(), 1034u);
+    EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetType(), DataStore::Int32);
+    EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetAsInt(516), 0);  // zeroed
+    EXPECT_EQ(image.GetTimeStamp(1), 0u);
+
+    // A copy clones each frame with its pixel type; a spooled source gives one frame.
+    image.SetTimeStamp(1, 42);
+    image.GetFrame(2)->GetDataStore()->SetAsInt(3, -9);
+    TKavriImage copy(image);
+    EXPECT_EQ(copy.GetNumberImages(), 2u);
+    EXPECT_EQ(copy.GetTimeStamp(1), 42u);
+    EXPECT_EQ(copy.GetFrame(2)->GetDataStore()->GetAsInt(3), -9);
+    EXPECT_EQ(copy.GetFrame(2)->GetDataStore()->GetType(), DataStore::Int32);
+    TKavriImage spooled(TKavriRect(), 1, subs, 5, true, true, DataStore::UnsignedShort);
+    spooled.GetFrame(1)->GetDataStore()->SetAsInt(510, 7);
+    TKavriImage spooledCopy(spooled);
+    EXPECT_EQ(spooled.GetNumberStoredFrames(), 1u);
+    EXPECT_EQ(spooledCopy.GetNumberImages(), 1u);
+    EXPECT_EQ(spooledCopy.GetFrame(1)->GetDataStore()->GetType(), DataStore::Float);
+    EXPECT_EQ(spooledCopy.GetFrame(1)->GetDataStore()->GetAsFloat(510), 7.0f);
+
+    char text[8];
+    image.SetKavriImagePortReadoutMode(2);
+    image.GetReadoutPortString(text, sizeof text);
+    EXPECT_STREQ(text, "Bottom ");  // bounded to the buffer
+    image.SetKavriImageReadoutDirection(6);  // past the table
+    image.GetReadoutDirectionString(text, sizeof text);
+    EXPECT_STREQ(text, "Unknown");
+}
+
+TEST(ImageDataRecord, RoundTripPadsToTarget) {
+    const TSubImage subs[2] = {TSubImage(1, 2, 3, 1, 1, 1), TSubImage(10, 10, 11, 10, 1, 1)};
+    for (int flag : {0, 1}) {
+        TKavriImage out(TKavriRect(1, 10, 11, 1), 2, subs, 3, false, true, DataStore::UnsignedShort);
+        out.SetMetaDataFlag(flag);
+        out.SetPadFlag(true);
+        out.SetPadTarget(2048);
+        for (unsigned int i = 0; i < 3; ++i) {
+            out.SetTimeStamp(i, 4000000000u + i);
+            out.SetMetaDataWord(i, 1ULL << (40 + i));
+            out.GetFrame(i + 1)->GetDataStore()->SetAsUnsignedShort(7, static_cast<unsigned short>(60000 + i));
+        }
+        std::stringstream ss;
+        ss << "PREFIX";  // the target is a stream position, not a record offset
+        ss << out;
+        EXPECT_EQ(ss.str().size(), 2048u + 3 * 8 * 4);
+
+        TKavriImage in;
+        ss.seekg(6);
+        ss >> in;
+        ASSERT_FALSE(ss.fail());
+        EXPECT_EQ(in.GetDataStartOffset(), 2048);
+        EXPECT_EQ(in.GetNumberSubImages(), 2u);
+        EXPECT_EQ(in.GetSubImages()[1], subs[1]);
+        EXPECT_EQ(in.GetSubImageOffset(1), 6u);
+        EXPECT_EQ(in.GetMetaData(), flag);
+        EXPECT_EQ(in.GetTimeStamp(2), 4000000002u);
+        EXPECT_EQ(in.GetMetaDataWord(2), flag ? 1ULL << 42 : 0u);
+        const float* f3 = in.ObtainReadImagePtr(3);
+        ASSERT_NE(f3, nullptr);
+        EXPECT_EQ(f3[7], 60002.0f);
+        EXPECT_EQ(f3[0], 0.0f);
+        in.ReleaseImagePtr(3);
+    }
+    // No padding is written when the target already lies behind.
+    TKavriImage small(TKavriRect(), 1, subs, 1, false, true, DataStore::Float);
+    small.SetPadFlag(true);
+    small.SetPadTarget(10);
+    std::ostringstream os;
+    os << small;
+    EXPECT_EQ(os.str(), "65541 0 0 0 0 1 1 6 6\n65538 1 2 3 1 1 1 0\n         0\n0\n" + std::string(24, '\0'));
+}

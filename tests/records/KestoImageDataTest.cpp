@@ -1,0 +1,278 @@
+// Instrument header record: layouts of every age typed by hand, the writer, bad input.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <sstream>
+#include <string>
+
+#include "records/KestoImageData.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+// Reaches the carried fields that have no getter.
+class Header : public TKestoImageData {
+public:
+    unsigned char AuxByte() const { return AuxByteSetting; }
+    int AuxInt(int n) const {
+        const int v[] = {0, AuxIntSetting1, AuxIntSetting2, AuxIntSetting3, AuxIntSetting4, AuxIntSetting5};
+        return v[n];
+    }
+    float AuxFloat(int n) const {
+        const float v[] = {0, AuxFloatSetting1, AuxFloatSetting2, AuxFloatSetting3};
+        return v[n];
+    }
+    unsigned int AuxUnsigned() const { return AuxUnsignedSetting; }
+    std::string HeadModelText() const { char b[kTextCapacity + 1]; GetHeadModel(b); return b; }
+    std::string FilenameText() const { char b[kTextCapacity + 1]; GetFilename(b); return b; }
+    std::string UserTextText() const { char b[4096]; GetUserText().GetText(b, sizeof b); return b; }
+};
+
+std::string Rest(std::istream& is) { return std::string(std::istreambuf_iterator<char>(is), {}); }
+
+// Version 1.31, every field distinct. Rows 1 to 75, then row 76 and the file name,
+// exactly as the writer lays them out. Head, store type, data type and mode hold the
+// bytes 0, 9, 10 and 32.
+const std::string kRows131 =
+    "65567 11 2 3 5000000004 -5.5 \0 \t \n   \x06 11.5 12.25 13.5 14.75 15 \xc8"
+    " 17.5 18.5 -19 20 21 22.5 23.5 24.5 25 26 \x04 \x07"
+    " 29 30 31 32 33 34 35 36 37 38 39.5 40 41.5 42 43.5 44 45 46 -47.5 48 49 50 51"
+    " 4000000052 53 54 55 56 57 58 59 60 61 62 63.5 64.5 65 66.5 67 68 69.5 70.5 71.5 72.5 73 74 75 "
+    "12\nTest head 76 \n 761 762 10\nrun 77.dat \n"s;
+
+// The nested records of rows 78 to 84, in their own newest layouts.
+const std::string kNested131 =
+    "65538 13\nseventy-eight\n"                                  // user text
+    "65538 \x04 \x03 \x05 \x06 0.5 0.25\n"                       // shutter
+    "65540 1 81 8.5 82 83 9.5 LBL\n1 10.5 11 13 14 15 4 note"    // full spectrograph
+    " 16 17 18 19 20 2 20.5 21 M80\n3 30.5 4 40.5 10 12\n"
+    "65537 1 1.5 2.5 4 abcd 3.5 4.5\n"                           // short spectrograph
+    "65539 1 2 3 4 1 5 6 1 7 8 9 0.5 0.25 10 0.125 0.0625\n"     // intensifier
+    "1 0 11 12\n0 1 13 14\n1 1 15 16\n2.5 17 1\n"
+    "83\n"                                                       // AuxIntSetting5
+    "65538 1 2000 1000 100 50 2 3 11 21";                        // crop
+
+// Compares as double, which holds every value used here exactly.
+#define ROW(got, want) EXPECT_EQ(static_cast<double>(got), static_cast<double>(want)) << #got
+
+void ExpectRows131(const Header& h) {
+    ROW(h.GetVersionHigh(), 1); ROW(h.GetVersionLow(), 31); ROW(h.GetType(), 11); ROW(h.GetActive(), 2);
+    ROW(h.GetVersion(), 3); ROW(h.GetTime(), 5000000004LL); ROW(h.GetTemperature(), -5.5);
+    ROW(h.GetHead(), 0); ROW(h.GetStoreType(), 9); ROW(h.GetDataType(), 10); ROW(h.GetMode(), 32);
+    ROW(h.GetTriggerSource(), 6); ROW(h.GetTriggerLevel(), 11.5); ROW(h.GetExposureTime(), 12.25);
+    ROW(h.GetDelay(), 13.5); ROW(h.GetIntegrationCycleTime(), 14.75); ROW(h.GetNoIntegrations(), 15);
+    ROW(h.AuxByte(), 0xc8); ROW(h.GetKineticCycleTime(), 17.5); ROW(h.GetPixelReadoutTime(), 18.5);
+    ROW(h.AuxInt(1), -19); ROW(h.AuxInt(2), 20); ROW(h.GetGain(), 21); ROW(h.AuxFloat(1), 22.5);
+    ROW(h.AuxFloat(2), 23.5); ROW(h.AuxFloat(3), 24.5); ROW(h.GetTrackHeight(), 25); ROW(h.AuxInt(3), 26);
+    ROW(h.GetReadPattern(), 4); ROW(h.GetShutterDelay(), 7); ROW(h.GetCentreRow(), 29); ROW(h.GetRowOffset(), 30);
+    ROW(h.GetOperation(), 31); ROW(h.GetFlipX(), 32); ROW(h.GetFlipY(), 33); ROW(h.GetClock(), 34);
+    ROW(h.GetAClock(), 35); ROW(h.GetMCP(), 36); ROW(h.GetInsertionDelay(), 37); ROW(h.GetIOC(), 38);
+    ROW(h.GetFreq(), 39.5); ROW(h.GetVertClockAmp(), 40); ROW(h.GetVShiftSpeed(), 41.5); ROW(h.GetOutputAmp(), 42);
+    ROW(h.GetPreAmpGain(), 43.5); ROW(h.GetSerial(), 44); ROW(h.GetNumPulses(), 45);
+    ROW(h.GetFrameTransferAcqMode(), 46); ROW(h.GetUnstabilizedTemperature(), -47.5); ROW(h.GetBaselineClamp(), 48);
+    ROW(h.GetPreScan(), 49); ROW(h.GetEMRealGain(), 50); ROW(h.GetBaselineOffset(), 51);
+    ROW(h.AuxUnsigned(), 4000000052u); ROW(h.AuxInt(4), 53);
+    unsigned int sw[4] = {};
+    h.GetSWVersionEx(sw);
+    ROW(sw[0], 54); ROW(sw[1], 55); ROW(sw[2], 56); ROW(sw[3], 57);
+    ROW(h.GetSIDisplacement(), 58); ROW(h.GetSINumberSubframes(), 59); ROW(h.GetBaseline(), 60);
+    ROW(h.GetCountConvert(), 61); ROW(h.GetCountConvertMode(), 62); ROW(h.GetSensitivity(), 63.5);
+    ROW(h.GetWavelength(), 64.5); ROW(h.GetFilterMode(), 65); ROW(h.GetThreshold(), 66.5);
+    ROW(h.GetPhotonCountingEnabled(), 67); ROW(h.GetNoThresholds(), 68);
+    ROW(h.GetPhotonCountingThreshold(0), 69.5); ROW(h.GetPhotonCountingThreshold(1), 70.5);
+    ROW(h.GetPhotonCountingThreshold(2), 71.5); ROW(h.GetPhotonCountingThreshold(3), 72.5);
+    ROW(h.GetAveragingFilterMode(), 73); ROW(h.GetAveragingFactor(), 74); ROW(h.GetFrameCount(), 75);
+    EXPECT_EQ(h.HeadModelText(), "Test head 76");
+    ROW(h.Getdetector_format_x(), 761); ROW(h.Getdetector_format_z(), 762);
+    EXPECT_EQ(h.FilenameText(), "run 77.dat");
+    // One field of each nested record, late in its layout, proves its place.
+    EXPECT_EQ(h.UserTextText(), "seventy-eight");
+    ROW(h.GetShutter().GetMode(), 3); ROW(h.GetShutter().GetOpeningTime(), 0.25);
+    ROW(h.GetKavriSpectSave().Extra[2], 12);
+    EXPECT_STREQ(h.GetKavriSpectSave().Model, "M80");
+    ROW(h.GetSpectSave().Value4, 4.5); ROW(h.GetICCDSave().IOCPeriod, 7); ROW(h.GetICCDSave().AuxInt, 17);
+    ROW(h.AuxInt(5), 83); ROW(h.GetCropSave().GetCropYStart(), 21); ROW(h.GetCropSave().GetCropXEnd(), 110);
+}
+
+// The defaults a reader stores for the minor-only rows from 29 on that an old layout lacks.
+void ExpectAbsentRowsFrom29(const Header& h) {
+    ROW(h.GetCentreRow(), 0); ROW(h.GetFlipX(), 0); ROW(h.GetIOC(), 0); ROW(h.GetFreq(), 0);
+    ROW(h.GetVertClockAmp(), 0); ROW(h.GetVShiftSpeed(), 1.6e-5f); ROW(h.GetPreAmpGain(), 0); ROW(h.GetSerial(), 0);
+    ROW(h.GetNumPulses(), 0); ROW(h.GetFrameTransferAcqMode(), 1); ROW(h.GetUnstabilizedTemperature(), -999);
+    ROW(h.GetEMRealGain(), 0); ROW(h.AuxUnsigned(), 0); ROW(h.AuxInt(4), -1);
+    unsigned int sw[4] = {9, 9, 9, 9};
+    h.GetSWVersionEx(sw);
+    ROW(sw[0] + sw[1] + sw[2] + sw[3], 0);
+    ROW(h.GetSIDisplacement(), 0); ROW(h.GetSINumberSubframes(), 1); ROW(h.GetCountConvert(), 0);
+    ROW(h.GetWavelength(), 0); ROW(h.GetFilterMode(), 0); ROW(h.GetPhotonCountingEnabled(), 0);
+    ROW(h.GetPhotonCountingThreshold(3), 0); ROW(h.GetAveragingFilterMode(), 0); ROW(h.GetAveragingFactor(), 1);
+    ROW(h.GetFrameCount(), 1);
+}
+
+// Rows 1 to 23 and 25 to 28 of an old layout.
+const std::string kOldRows =
+    " 1 0 1 1000 -20 \x01 \x02 \x03 \x04 \x05 1.5 2.5 3.5 4.5 6 \x07 8.5 9.5 10 11 12 13.5 14.5 16 17 \x08 \x09";
+
+void ExpectOldRows(const Header& h) {
+    ROW(h.GetTime(), 1000); ROW(h.GetTemperature(), -20); ROW(h.GetTriggerSource(), 5);
+    ROW(h.GetNoIntegrations(), 6); ROW(h.AuxByte(), 7); ROW(h.AuxInt(2), 11); ROW(h.GetTrackHeight(), 16);
+    ROW(h.GetReadPattern(), 8); ROW(h.GetShutterDelay(), 9);
+}
+
+Header ReadNewest() {
+    Header h;
+    std::istringstream is(kRows131 + kNested131);
+    is >> h;
+    return h;
+}
+
+}  // namespace
+
+TEST(KestoImageData, NewestLayoutByHandAndThroughTheWriter) {
+    Header h;
+    std::istringstream is(kRows131 + kNested131 + "\nNEXT");
+    is >> h;
+    ExpectRows131(h);
+    EXPECT_EQ(Rest(is), "\nNEXT");
+    ROW(h.GetPhotonCountingThreshold(4), 0); ROW(h.GetPhotonCountingThreshold(-1), 0);
+
+    std::ostringstream os;
+    os << h;
+    const std::string out = os.str();
+    EXPECT_EQ(out.substr(0, kRows131.size()), kRows131);
+    // The user text goes out as its whole buffer; the record closes with a line break.
+    EXPECT_EQ(out.compare(kRows131.size(), 11, "65538 2048\n"), 0);
+    Header back;
+    std::istringstream again(out + "NEXT");
+    again >> back;
+    ExpectRows131(back);
+    EXPECT_EQ(Rest(again), "\nNEXT");
+}
+
+TEST(KestoImageData, OldestLayoutsHaveNoShutterAndAnOlderHeadModel) {
+    // 1.2: no head model at all. A shutter record follows, but this layout holds none.
+    // Read over a newest header: every absent row must be reset.
+    Header h = ReadNewest();
+    std::istringstream is("65538" + kOldRows + " 5 name1 65538 2\nhi 65538 \x04 \x03 \x05 \x06 0.5 0.25");
+    is >> h;
+    ROW(h.GetVersionHigh(), 1); ROW(h.GetVersionLow(), 2);
+    ExpectOldRows(h);
+    ROW(h.GetGain(), 0);  // the stream carried 12
+    ROW(h.AuxFloat(3), 0);
+    ExpectAbsentRowsFrom29(h);
+    ROW(h.GetBaseline(), 0);
+    EXPECT_EQ(h.HeadModelText(), "Unknown");
+    ROW(h.Getdetector_format_x(), 1024); ROW(h.Getdetector_format_z(), 256);
+    EXPECT_EQ(h.FilenameText(), "name1");
+    EXPECT_EQ(h.UserTextText(), "hi");
+    EXPECT_EQ(Rest(is), " 65538 \x04 \x03 \x05 \x06 0.5 0.25");
+    // Absent nested records hold their own defaults; AuxIntSetting5 is left alone.
+    ROW(h.GetShutter().GetMode(), 0); ROW(h.GetShutter().GetCustomBgMode(), 2);
+    EXPECT_STREQ(h.GetKavriSpectSave().Model, "TK250c");
+    ROW(h.GetSpectSave().Value1, 500); ROW(h.GetICCDSave().IOCPeriod, 0); ROW(h.AuxInt(5), 83);
+    ROW(h.GetCropSave().GetCropYStart(), 1);
+
+    // 1.3: the head model is a number.
+    Header n;
+    std::istringstream numbered("65539" + kOldRows + " 123 640 480 5 name1 65538 0\nNEXT");
+    numbered >> n;
+    ExpectOldRows(n);
+    EXPECT_EQ(n.HeadModelText(), "123");
+    ROW(n.Getdetector_format_x(), 640); ROW(n.Getdetector_format_z(), 480);
+    EXPECT_EQ(n.FilenameText(), "name1");
+    EXPECT_EQ(Rest(numbered), "NEXT");
+}
+
+TEST(KestoImageData, Version1_7DropsTheGainAndReadsTheShutter) {
+    Header h = ReadNewest();
+    std::istringstream is("65543 1 0 1 1000 -20 \x01 \x02 \x03 \x04 \x05 1.5 2.5 3.5 4.5 6 \x07"
+                          " 8.5 9.5 10 11 12 13.5 14.5 24.5 16 17 \x08 \x09 29 30 31"
+                          " 6\nhead 7 \n 512 128 5\nname7 \n65538 0\n"
+                          "65537 \x04 \x03 \x05 \x06 0.5\nNEXT");
+    is >> h;
+    ExpectOldRows(h);
+    ROW(h.AuxFloat(3), 24.5); ROW(h.GetGain(), 0);
+    ROW(h.GetCentreRow(), 29); ROW(h.GetRowOffset(), 30); ROW(h.GetOperation(), 31);
+    ROW(h.GetFlipY(), 0); ROW(h.GetVShiftSpeed(), 1.6e-5f); ROW(h.GetFrameCount(), 1);
+    EXPECT_EQ(h.HeadModelText(), "head 7");
+    ROW(h.Getdetector_format_x(), 512); ROW(h.Getdetector_format_z(), 128);
+    EXPECT_EQ(h.FilenameText(), "name7");
+    ROW(h.GetShutter().GetMode(), 3); ROW(h.GetShutter().GetClosingTime(), 0.5);
+    EXPECT_STREQ(h.GetKavriSpectSave().Model, "TK250c");
+    EXPECT_EQ(Rest(is), "\nNEXT");
+}
+
+TEST(KestoImageData, Version2_0MixesTheTwoGateForms) {
+    Header h = ReadNewest();
+    // Minor-only rows and the shutter are absent; Baseline and rows 80 to 84 are present.
+    // The full spectrograph record of minor 5 and the intensifier record of 1.4 hold
+    // nothing but their version words.
+    std::istringstream is("131072" + kOldRows + " 60 5 name1 65538 2\nhi\n" +
+                          "65541 65537 1 1.5 2.5 4 abcd 3.5 4.5\n65540 -83\n65537 1 800 600 100 50 1 1\nNEXT");
+    is >> h;
+    ROW(h.GetVersionHigh(), 2); ROW(h.GetVersionLow(), 0);
+    ExpectOldRows(h);
+    ROW(h.AuxFloat(3), 0); ROW(h.GetGain(), 0);
+    ExpectAbsentRowsFrom29(h);
+    ROW(h.GetBaseline(), 60);
+    EXPECT_EQ(h.HeadModelText(), "Unknown");
+    EXPECT_EQ(h.UserTextText(), "hi");
+    ROW(h.GetShutter().GetClosingTime(), 0);
+    EXPECT_STREQ(h.GetSpectSave().Description, "abcd");
+    ROW(h.GetSpectSave().Value4, 4.5); ROW(h.AuxInt(5), -83);
+    ROW(h.GetCropSave().GetCropXEnd(), 100); ROW(h.GetCropSave().GetCropYEnd(), 50);
+    EXPECT_EQ(Rest(is), "\nNEXT");
+}
+
+TEST(KestoImageData, NewerMinorReadsOnlyTheVersionWord) {
+    for (const char* text : {"65568 9 9 9", "131104 9 9 9", "40 9 9 9"}) {
+        Header h = ReadNewest();
+        std::istringstream is(text);
+        is >> h;
+        const unsigned long v = std::stoul(text);
+        ROW(h.GetVersionHigh(), v >> 16); ROW(h.GetVersionLow(), v & 0xFFFFu); ROW(h.GetActive(), 1);
+        ROW(h.GetType(), 11);
+        EXPECT_EQ(h.HeadModelText(), "Test head 76") << text;
+        EXPECT_EQ(Rest(is), " 9 9 9") << text;
+    }
+}
+
+TEST(KestoImageData, BadCountedTexts) {
+    // Too long for the field: truncated, fully consumed. Negative: no bytes read.
+    const std::string rows = kRows131.substr(0, kRows131.find("12\nTest"));
+    Header h;
+    std::istringstream is(rows + "300\n" + std::string(300, 'x') + " \n 761 762 -5 " + kNested131 + "\nNEXT");
+    is >> h;
+    EXPECT_TRUE(is.good());
+    EXPECT_EQ(h.HeadModelText(), std::string(271, 'x'));
+    ROW(h.Getdetector_format_x(), 761);
+    EXPECT_EQ(h.FilenameText(), "");
+    EXPECT_EQ(h.UserTextText(), "seventy-eight");
+    EXPECT_EQ(Rest(is), "\nNEXT");
+
+    // Longer than what the stream holds.
+    Header cut;
+    std::istringstream shortStream(rows + "1000000\nshort");
+    shortStream >> cut;
+    EXPECT_TRUE(shortStream.fail());
+}
+
+TEST(KestoImageData, DefaultsAndTextSetters) {
+    const std::time_t before = std::time(nullptr);
+    Header h;
+    EXPECT_GE(h.GetTime(), before);
+    ROW(h.GetVersionLow(), 31); ROW(h.GetVersion(), 1); ROW(h.GetMode(), 5); ROW(h.GetTemperature(), -999);
+    ROW(h.GetVShiftSpeed(), 1.6e-5f); ROW(h.GetFrameTransferAcqMode(), 1); ROW(h.GetFrameCount(), 0);
+    ROW(h.AuxInt(5), -1); ROW(h.GetFastKineticsOffset(), -1); ROW(h.GetDarkThreshold(), -999);
+    EXPECT_EQ(h.HeadModelText(), "Unknown");
+
+    h.SetHeadModel(std::string(300, 'm').c_str());
+    EXPECT_EQ(h.HeadModelText(), std::string(271, 'm'));
+    h.SetFilename(nullptr);
+    EXPECT_EQ(h.FilenameText(), "");
+    h.SetSerial(std::string(100, 's').c_str());
+    EXPECT_EQ(std::strlen(h.GetSerialText()), 64u);
+}

@@ -1,0 +1,181 @@
+// Path splitting, the 64-bit conversions callers format with, bounded copies and
+// the clock helpers' arithmetic.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "util/kavrimisc.h"
+
+using KavriUtility::TKavriMisc;
+
+namespace {
+struct Split {
+    char drive[TKavriMisc::MaxDrive];
+    char dirPath[TKavriMisc::MaxDirPath];
+    char dir[TKavriMisc::MaxDir];
+    char name[TKavriMisc::MaxFile];
+    char fileName[TKavriMisc::MaxFile];
+    char ext[TKavriMisc::MaxExt];
+    int flags;
+
+    explicit Split(const char* path) {
+        // Stale contents must be replaced, not kept.
+        for (char* s : {drive, dirPath, dir, name, fileName, ext}) std::strcpy(s, "x");
+        flags = TKavriMisc::fnSplit1(path, drive, dirPath, dir, name, fileName, ext);
+    }
+};
+}  // namespace
+
+TEST(KavriMisc, SplitsPaths) {
+    {
+        Split s("C:/data/run*.mcf");
+        EXPECT_EQ(s.flags, 8 + 4 + 2 + 16 + 1);
+        EXPECT_STREQ(s.drive, "C:");
+        EXPECT_STREQ(s.dirPath, "C:/data/");
+        EXPECT_STREQ(s.dir, "/data/");
+        EXPECT_STREQ(s.fileName, "run*.mcf");
+        EXPECT_STREQ(s.name, "run*");
+        EXPECT_STREQ(s.ext, ".mcf");
+    }
+    {  // Dots alone are a folder; nothing else is filled.
+        Split s("C:..");
+        EXPECT_EQ(s.flags, 8 + 4);
+        EXPECT_STREQ(s.dir, "../");
+        EXPECT_STREQ(s.dirPath, "C:../");
+        EXPECT_STREQ(s.fileName, "");
+        EXPECT_STREQ(s.name, "");
+        EXPECT_STREQ(s.ext, "");
+    }
+    {  // The last dot splits name from extension; a wild folder has its own flag.
+        Split s("a/b?/c.tar.gz");
+        EXPECT_EQ(s.flags, 4 + 32 + 2 + 1);
+        EXPECT_STREQ(s.dir, "a/b?/");
+        EXPECT_STREQ(s.dirPath, "a/b?/");
+        EXPECT_STREQ(s.name, "c.tar");
+        EXPECT_STREQ(s.ext, ".gz");
+    }
+    {
+        Split s("readme");
+        EXPECT_EQ(s.flags, 2);
+        EXPECT_STREQ(s.drive, "");
+        EXPECT_STREQ(s.dir, "");
+        EXPECT_STREQ(s.ext, "");
+    }
+    {  // A folder with no file: no file-name flag.
+        Split s("/tmp/");
+        EXPECT_EQ(s.flags, 4);
+        EXPECT_STREQ(s.fileName, "");
+        EXPECT_STREQ(s.name, "");
+    }
+    {  // Parts longer than their outputs are cut, not overrun.
+        const std::string longDir = "/" + std::string(400, 'd') + "/";
+        Split s((longDir + "f.x").c_str());
+        EXPECT_EQ(std::strlen(s.dir), TKavriMisc::MaxDir - 1);
+        EXPECT_EQ(std::strlen(s.dirPath), TKavriMisc::MaxDirPath - 1);
+        EXPECT_STREQ(s.name, "f");
+    }
+    // Null outputs are skipped; the flags are the same.
+    EXPECT_EQ(TKavriMisc::fnSplit1("C:/data/run*.mcf", nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 31);
+    EXPECT_EQ(TKavriMisc::fnSplit1(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+    char dir[TKavriMisc::MaxDir];
+    char name[TKavriMisc::MaxFile];
+    char ext[TKavriMisc::MaxExt];
+    EXPECT_EQ(TKavriMisc::fnsplit("x/y.z", nullptr, dir, name, ext), 4 + 2 + 1);
+    EXPECT_STREQ(dir, "x/");
+    EXPECT_STREQ(name, "y.z");  // the short form's name is the whole file name
+    EXPECT_STREQ(ext, ".z");
+}
+
+TEST(KavriMisc, FormatsSixtyFourBitConversions) {
+    char buf[64];
+    EXPECT_EQ(TKavriMisc::snprintf(buf, sizeof buf, "%I64u", 18446744073709551615ull), 20);
+    EXPECT_STREQ(buf, "18446744073709551615");
+    TKavriMisc::snprintf(buf, sizeof buf, "%5I64u|%%I64u|%I64d|%g", 7ull, -3ll, 0.5);
+    EXPECT_STREQ(buf, "    7|%I64u|-3|0.5");
+    // Cut to the buffer, terminated, and the full length reported.
+    char small[8];
+    EXPECT_EQ(TKavriMisc::snprintf(small, sizeof small, "%I64u", 1234567890123ull), 13);
+    EXPECT_STREQ(small, "1234567");
+    EXPECT_EQ(TKavriMisc::snprintf(nullptr, 0, "%I64u", 100ull), 3);
+
+    wchar_t wide[8];
+    TKavriMisc::snwprintf(wide, 8, L"%I64u", 1234567890123ull);
+    EXPECT_EQ(wide[7], L'\0');
+    TKavriMisc::snwprintf(wide, 8, L"%I64u", 42ull);
+    EXPECT_STREQ(wide, L"42");
+}
+
+TEST(KavriMisc, ConvertsUnsigned64BitText) {
+    char buf[8];
+    std::memset(buf, 'x', sizeof buf);
+    TKavriMisc::UI64ToString(0, buf, sizeof buf);
+    for (char c : buf) EXPECT_EQ(c, '\0');  // 0 is the empty text
+    EXPECT_STREQ(TKavriMisc::UI64ToString(1234, buf, sizeof buf), "1234");
+    EXPECT_STREQ(TKavriMisc::UI64ToString(1234, buf, 3), "12");
+    char wide[24];
+    EXPECT_STREQ(TKavriMisc::UI64ToString(18446744073709551615ull, wide, sizeof wide), "18446744073709551615");
+    EXPECT_EQ(TKavriMisc::UI64ToString(5, nullptr, 10), nullptr);
+
+    EXPECT_EQ(TKavriMisc::StringToUI64("  18446744073709551616"), 1844674407370955161ull);
+    EXPECT_EQ(TKavriMisc::StringToUI64("18446744073709551615"), 18446744073709551615ull);
+    EXPECT_EQ(TKavriMisc::StringToUI64("\t\n 42abc"), 42ull);
+    EXPECT_EQ(TKavriMisc::StringToUI64("-5"), 0ull);
+    EXPECT_EQ(TKavriMisc::StringToUI64(""), 0ull);
+    EXPECT_EQ(TKavriMisc::StringToUI64(nullptr), 0ull);
+}
+
+TEST(KavriMisc, RoundsHalvesToEven) {
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(0.5), 0);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(1.5), 2);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(2.5), 2);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(3.5), 4);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(-2.5), -2);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(-3.5), -4);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(1.4), 1);
+    EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(-1.6), -2);
+}
+
+TEST(KavriMisc, BoundedTextHelpers) {
+    char dst[4] = {'q', 'q', 'q', 'q'};
+    EXPECT_EQ(TKavriMisc::tcstombs(dst, "abcdef", sizeof dst), 3u);
+    EXPECT_STREQ(dst, "abc");
+    EXPECT_EQ(TKavriMisc::mbstotcs(dst, "z", 0), 0u);
+    EXPECT_STREQ(dst, "abc");
+    EXPECT_EQ(TKavriMisc::mbstotcs(dst, "z", sizeof dst), 1u);
+    EXPECT_STREQ(dst, "z");
+
+    EXPECT_TRUE(TKavriMisc::has_wild("a?b"));
+    EXPECT_FALSE(TKavriMisc::has_wild("plain.mcf"));
+    EXPECT_FALSE(TKavriMisc::has_wild(nullptr));
+
+    EXPECT_EQ(TKavriMisc::stricmp("Signal", "sIGNAL"), 0);
+    EXPECT_LT(TKavriMisc::stricmp("abc", "ABD"), 0);
+
+    char odd[] = "abc";
+    char even[] = "abcd";
+    EXPECT_STREQ(TKavriMisc::ReverseString(odd), "cba");
+    EXPECT_STREQ(TKavriMisc::ReverseString(even), "dcba");
+}
+
+TEST(KavriMisc, ClockArithmetic) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    timeval t = {951782400, 123999};  // 2000-02-29 00:00:00, a Tuesday
+    KavriUtility::SYSTEMTIME st = TKavriMisc::TimeValToSYSTEMTIME(t);
+    EXPECT_EQ(st.wYear, 2000);
+    EXPECT_EQ(st.wMonth, 1);  // counted from 0
+    EXPECT_EQ(st.wDay, 29);
+    EXPECT_EQ(st.wDayOfWeek, 2);
+    EXPECT_EQ(st.wHour, 0);
+    EXPECT_EQ(st.wMilliseconds, 123);
+
+    timeval a = TKavriMisc::getSystemTimeOffset({10, 900000}, 200000);
+    EXPECT_EQ(a.tv_sec, 11);
+    EXPECT_EQ(a.tv_usec, 100000);
+    timeval b = TKavriMisc::getSystemTimeOffset({10, 100000}, -2200000);
+    EXPECT_EQ(b.tv_sec, 7);
+    EXPECT_EQ(b.tv_usec, 900000);
+}
