@@ -8,6 +8,10 @@
 class TCalibImage : public TCalibImageData, public TKavriImage {
 public:
     TCalibImage() = default;
+    // A calibrated image built from scratch, with a default calibration record.
+    TCalibImage(TKavriRect detector, unsigned int subImageCount, const TSubImage* subs, unsigned int frameCount,
+                bool spool, bool allocate, DataStore::ePixelDataType type)
+        : TKavriImage(detector, subImageCount, subs, frameCount, spool, allocate, type) {}
     // Labels go through the type setters again, so their rules apply to the copy;
     // the copy keeps the default record version.
     TCalibImage(const TCalibImage& other);
