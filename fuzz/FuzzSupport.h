@@ -1,5 +1,4 @@
-// Shared by the fuzz targets: a record read over the fuzzer's bytes, and a walk
-// over every exported query that fails loudly on a result code the query may not give.
+// Shared by the fuzz targets: findings, and a record read over the fuzzer's bytes.
 #ifndef KVMCF_FUZZ_FUZZSUPPORT_H
 #define KVMCF_FUZZ_FUZZSUPPORT_H
 
@@ -8,18 +7,16 @@
 #include <initializer_list>
 #include <memory>
 #include <sstream>
+#include <string>
 
 #include "api/MemoryStream.h"
 
 namespace kvmcffuzz {
 
-// Aborts (a finding) when code is not one of the allowed codes.
+// A finding: report and abort, so the fuzzer keeps the input.
+[[noreturn]] void Fail(const std::string& what);
+// A finding when code is not one of the allowed codes.
 void Expect(const char* call, unsigned int code, std::initializer_list<unsigned int> allowed);
-
-// Every exported query on whatever is open, in the manager's current read mode.
-void QueryEverything();
-// Only the frame queries: used again after the read mode changed under an open file.
-void QueryFrames();
 
 // Reads one record of type T from the bytes (prepare runs before, inspect after the
 // read), then writes what was read, so the writer meets every state a reader leaves.

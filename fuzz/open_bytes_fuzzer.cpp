@@ -5,6 +5,7 @@
 
 #include "api/MCFIOManager.h"
 #include "api/kvmcfio.h"
+#include "fuzz/ExportedQueries.h"
 #include "fuzz/FuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -21,14 +22,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             // The byte-array open lets format errors out by design, with nothing left open.
             int loaded = -1;
             KVMCF_IsLoaded(&loaded);
-            if (loaded != 0) std::abort();
+            if (loaded != 0) kvmcffuzz::Fail("a failed open left a file open");
             continue;
         }
         kvmcffuzz::Expect("ReadFromByteArray", code, {KVMCF_SUCCESS, KVMCF_FILE_ERROR});
-        kvmcffuzz::QueryEverything();
+        kvmcffuzz::QueryWalker(kvmcffuzz::Fail).Everything();
         // The frame queries follow the manager's current mode, not the one the file was opened in.
         KVMCF_SetFileAccessMode(mode == KVMCF_READ_ALL ? KVMCF_READ_HEADER_ONLY : KVMCF_READ_ALL);
-        kvmcffuzz::QueryFrames();
+        kvmcffuzz::QueryWalker(kvmcffuzz::Fail).Frames();
         KVMCF_CloseFile();
     }
     return 0;

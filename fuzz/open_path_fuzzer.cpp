@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "api/kvmcfio.h"
+#include "fuzz/ExportedQueries.h"
 #include "fuzz/FuzzSupport.h"
 
 namespace {
@@ -47,8 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         kvmcffuzz::Expect("ReadFromFile", code, {KVMCF_SUCCESS, KVMCF_FORMAT_ERROR, KVMCF_FILE_ERROR});
         int loaded = -1;
         KVMCF_IsLoaded(&loaded);
-        if ((code == KVMCF_FORMAT_ERROR) != (loaded == 0)) std::abort();
-        kvmcffuzz::QueryEverything();
+        if ((code == KVMCF_FORMAT_ERROR) != (loaded == 0)) kvmcffuzz::Fail("open state disagrees with the result");
+        kvmcffuzz::QueryWalker(kvmcffuzz::Fail).Everything();
         KVMCF_CloseFile();
     }
     return 0;
