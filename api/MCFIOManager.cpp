@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "api/MemoryStream.h"
+#include "api/PropertyTable.h"
 #include "records/RecordStream.h"
 
 namespace {
@@ -158,6 +159,7 @@ long long TMCFIOManager::TMCF::GetStreamPosition() {
 }
 
 long long TMCFIOManager::TMCF::SetStreamPosition(long long offset, std::ios_base::seekdir direction) {
+    ++seekCount;
     if (largeFile) {
         const int whence = direction == std::ios::cur ? SEEK_CUR : direction == std::ios::end ? SEEK_END : SEEK_SET;
         fseeko64(largeFile, offset, whence);
@@ -241,60 +243,260 @@ unsigned int TMCFIOManager::Lookup(KVMCF_DataSource source, TImage*& image) cons
 }
 
 // ---------------------------------------------------------------------------
-// Queries whose records are not read yet: they answer for absent sources only.
+// Frame and sub-image access
 
-unsigned int TMCFIOManager::GetFrameSize(KVMCF_DataSource source, unsigned int*) {
+unsigned int TMCFIOManager::GetFrameSize(KVMCF_DataSource source, unsigned int* size) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    *size = image->calibImage.GetDataLength();
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetNumberFrames(KVMCF_DataSource source, unsigned int*) {
+unsigned int TMCFIOManager::GetNumberFrames(KVMCF_DataSource source, unsigned int* frames) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    *frames = image->calibImage.GetNumberImages();
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetNumberSubImages(KVMCF_DataSource source, unsigned int*) {
+unsigned int TMCFIOManager::GetNumberSubImages(KVMCF_DataSource source, unsigned int* n) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    *n = image->calibImage.GetNumberSubImages();
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetSubImageInfo(KVMCF_DataSource source, unsigned int, unsigned int*, unsigned int*,
-                                            unsigned int*, unsigned int*, unsigned int*, unsigned int*) {
+unsigned int TMCFIOManager::GetSubImageInfo(KVMCF_DataSource source, unsigned int index, unsigned int* left,
+                                            unsigned int* bottom, unsigned int* right, unsigned int* top,
+                                            unsigned int* hBin, unsigned int* vBin) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    if (index >= image->calibImage.GetNumberSubImages()) return KVMCF_P2INVALID;
+    const TSubImage& sub = image->calibImage.GetSubImages()[index];
+    *left = static_cast<unsigned int>(sub.left);
+    *bottom = static_cast<unsigned int>(sub.bottom);
+    *right = static_cast<unsigned int>(sub.right);
+    *top = static_cast<unsigned int>(sub.top);
+    *hBin = static_cast<unsigned int>(sub.hBin);
+    *vBin = static_cast<unsigned int>(sub.vBin);
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float*, unsigned int) {
+unsigned int TMCFIOManager::GetFrame(KVMCF_DataSource source, unsigned int index, float* buffer, unsigned int) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    TCalibImage& data = image->calibImage;
+    const unsigned long long frameBytes = static_cast<unsigned long long>(data.GetDataLength()) * 4u;
+
+    const bool fromMemory =
+        data.GetSpooledDAT() || (accessMode != KVMCF_READ_HEADER_ONLY && inMemory == 1);
+    if (fromMemory) {
+        const float* pixels = data.ObtainReadImagePtr(index + 1);
+        if (pixels) std::memcpy(buffer, pixels, static_cast<std::size_t>(frameBytes));
+        data.ReleaseImagePtr(index + 1);
+        return KVMCF_SUCCESS;
+    }
+
+    // A stream that went bad earlier answers success and leaves the buffer alone.
+    if (!mcf->IsStreamGood()) return KVMCF_SUCCESS;
+    try {
+        const long long offset = static_cast<long long>(index * frameBytes) + data.GetDataStartOffset();
+        // Consecutive frames need no seek: the stream already stands there.
+        if (position != offset) mcf->SetStreamPosition(offset, std::ios::beg);
+        mcf->ReadFromStream(reinterpret_cast<char*>(buffer), static_cast<long long>(frameBytes));
+        position = offset + static_cast<long long>(frameBytes);
+    } catch (...) {
+        position = mcf->GetStreamPosition();
+        return KVMCF_FILE_ERROR;
+    }
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetFrame(KVMCF_DataSource source, unsigned int, float*, unsigned int) {
+unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float* buffer, unsigned int size) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    TCalibImage& data = image->calibImage;
+
+    if (accessMode != KVMCF_READ_HEADER_ONLY && inMemory == 1) {
+        const unsigned int length = data.GetDataLength();
+        const unsigned int frames = data.GetNumberImages();
+        for (unsigned int frame = 1; frame <= frames; ++frame) {
+            const float* pixels = data.ObtainReadImagePtr(frame);
+            if (pixels) std::memcpy(buffer, pixels, static_cast<std::size_t>(length) * 4u);
+            data.ReleaseImagePtr(frame);
+            buffer += length;
+        }
+        return KVMCF_SUCCESS;
+    }
+
+    if (!mcf->IsStreamGood()) return KVMCF_FILE_ERROR;
+    try {
+        if (position != data.GetDataStartOffset()) mcf->SetStreamPosition(data.GetDataStartOffset(), std::ios::beg);
+        // The caller's buffer length decides the byte count, as a 32-bit product.
+        const unsigned int count = 4u * size;
+        mcf->ReadFromStream(reinterpret_cast<char*>(buffer), count);
+        position += count;
+        // A buffer larger than the data reads to the end of the file; that is not an
+        // error, and it must not leave the stream failed for the next frame read.
+        if (!mcf->IsStreamGood()) mcf->GetStream()->clear();
+    } catch (...) {
+        position = mcf->GetStreamPosition();
+        return KVMCF_FILE_ERROR;
+    }
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetDataStartBytePosition(KVMCF_DataSource source, long long*) {
+unsigned int TMCFIOManager::GetDataStartBytePosition(KVMCF_DataSource source, long long* start) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    *start = image->calibImage.GetDataStartOffset();
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetPropertyValue(KVMCF_DataSource source, const char*, char*, unsigned int) {
+unsigned int TMCFIOManager::GetFrameTimeStamp(KVMCF_DataSource source, unsigned int index, unsigned int* stamp) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    if (index >= image->calibImage.GetNumberImages()) return KVMCF_P2INVALID;
+    *stamp = image->calibImage.GetTimeStamp(index);
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetPropertyType(KVMCF_DataSource source, const char*, KVMCF_PropertyType*) {
+unsigned int TMCFIOManager::GetFrameMetadata(KVMCF_DataSource source, unsigned int index,
+                                             unsigned long long* word) {
     TImage* image = nullptr;
-    return Lookup(source, image);
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    if (index >= image->calibImage.GetNumberImages()) return KVMCF_P2INVALID;
+    *word = image->calibImage.GetMetaDataWord(index);
+    return KVMCF_SUCCESS;
 }
 
-unsigned int TMCFIOManager::GetPixelCalibration(KVMCF_DataSource source, KVMCF_CalibrationAxis, int, double*) {
-    TImage* image = nullptr;
-    return Lookup(source, image);
+unsigned int TMCFIOManager::GetHighPrecisionTimeStamp(KVMCF_DataSource source, unsigned int index, float* seconds,
+                                                      TImage* image) {
+    unsigned long long word = 0;
+    unsigned int result = GetFrameMetadata(source, index, &word);
+    if (result != KVMCF_SUCCESS) return result;
+    if (word == 0) {
+        *seconds = GetKineticCycleTime(image);
+        return KVMCF_SUCCESS;
+    }
+    if (index == 0) {
+        *seconds = 0.0f;
+        return result;
+    }
+    const float frequency = GetClockFrequency(image);
+    unsigned long long first = 0;
+    result = GetFrameMetadata(source, 0, &first);
+    *seconds = static_cast<float>(word) / frequency - static_cast<float>(first) / frequency;
+    return result;
 }
 
-unsigned int TMCFIOManager::GetStructureVersion(KVMCF_StructureElement, unsigned int*, unsigned int*) {
+float TMCFIOManager::GetKineticCycleTime(TImage* image) { return image->Header().GetKineticCycleTime(); }
+
+float TMCFIOManager::GetClockFrequency(TImage* image) {
+    return static_cast<float>(1e9 / image->calibImage.GetTickInterval());
+}
+
+// ---------------------------------------------------------------------------
+// Named properties
+
+unsigned int TMCFIOManager::GetPropertyValue(KVMCF_DataSource source, const char* name, char* value,
+                                             unsigned int size) {
+    value[size - 1] = '\0';
+    TImage* image = nullptr;
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    const PropertyTable::Row* row = PropertyTable::FindForValue(name);
+    if (row == nullptr) return KVMCF_P2INVALID;
+    const PropertyTable::Context context{*this, source, *image, name};
+    return row->format(context, value, size);
+}
+
+unsigned int TMCFIOManager::GetPropertyType(KVMCF_DataSource source, const char* name, KVMCF_PropertyType* type) {
+    TImage* image = nullptr;
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    const PropertyTable::Row* row = PropertyTable::FindForType(name);
+    if (row == nullptr) return KVMCF_P2INVALID;
+    if (row->checkType) {
+        const PropertyTable::Context context{*this, source, *image, name};
+        return row->checkType(context, type);
+    }
+    *type = static_cast<KVMCF_PropertyType>(row->type);
+    return KVMCF_SUCCESS;
+}
+
+// ---------------------------------------------------------------------------
+// Pixel calibration and record versions
+
+unsigned int TMCFIOManager::GetPixelCalibration(KVMCF_DataSource source, KVMCF_CalibrationAxis axis, int pixel,
+                                                double* value) {
+    TImage* image = nullptr;
+    const unsigned int result = Lookup(source, image);
+    if (result != KVMCF_SUCCESS) return result;
+    const int axisValue = static_cast<int>(axis);
+    if (axisValue < KVMCF_AXIS_X || axisValue > KVMCF_AXIS_Z) return KVMCF_P2INVALID;
+
+    TCalibImage& calib = image->calibImage;
+    const LONG_RECT detector = calib.GetDetectorRect();
+    // Y is bounded by the column range, as it always has been.
+    const bool inside = axis == KVMCF_AXIS_Z ? detector.bottom <= pixel && pixel <= detector.top
+                                             : detector.left <= pixel && pixel <= detector.right;
+    if (!inside) return KVMCF_P3INVALID;
+
+    const float position = static_cast<float>(pixel);
+    if (axis == KVMCF_AXIS_X)
+        *value = calib.GetXCal(position);
+    else if (axis == KVMCF_AXIS_Y)
+        *value = static_cast<double>(calib.GetYCal(position));
+    else
+        *value = static_cast<double>(calib.GetZCal(position));
+    return KVMCF_SUCCESS;
+}
+
+unsigned int TMCFIOManager::GetStructureVersion(KVMCF_StructureElement element, unsigned int* high,
+                                                unsigned int* low) {
     if (!IsMCFLoaded()) return KVMCF_NOT_LOADED;
-    return KVMCF_NOT_PRESENT;
+    TImage* image = nullptr;
+    for (int slot = 0; slot < TMCF::kSlots && image == nullptr; ++slot) image = mcf->GetImage(slot);
+    if (image == nullptr) return KVMCF_NOT_PRESENT;
+
+    switch (element) {
+        case KVMCF_STRUCTURE_FILE:
+            *high = mcf->GetVersionHigh();
+            *low = mcf->GetVersionLow();
+            break;
+        case KVMCF_STRUCTURE_HEADER:
+            *high = image->Header().GetVersionHigh();
+            *low = image->Header().GetVersionLow();
+            break;
+        case KVMCF_STRUCTURE_CALIBRATION:
+            // The calibration record keeps no version of its own: write it and read it back.
+            try {
+                TCalibImageData fresh;
+                TFixedStream buffer(1024);
+                buffer << static_cast<TCalibImageData&>(image->calibImage);
+                if (!buffer.good()) return KVMCF_SUCCESS;
+                buffer.seekg(0);
+                buffer >> fresh;
+                *high = fresh.GetVersionHigh();
+                *low = fresh.GetVersionLow();
+            } catch (...) {
+                return KVMCF_FILE_ERROR;
+            }
+            break;
+        default:
+            *high = image->calibImage.GetKavriImageVersionHigh();
+            *low = image->calibImage.GetKavriImageVersionLow();
+            break;
+    }
+    return KVMCF_SUCCESS;
 }

@@ -23,6 +23,12 @@ public:
     // One data source's image: calibration, image data and pixels, plus the header record.
     class TImage {
     public:
+        TImage() = default;
+        // An image with frames to be filled, for writing files.
+        TImage(TKavriRect detector, unsigned int subImageCount, const TSubImage* subs, unsigned int frameCount,
+               DataStore::ePixelDataType type = DataStore::Float)
+            : calibImage(detector, subImageCount, subs, frameCount, false, true, type) {}
+
         TCalibImage calibImage;
         TKestoImage kestoImage;
 
@@ -47,6 +53,8 @@ public:
         long long GetStreamPosition();
         long long SetStreamPosition(long long offset, std::ios_base::seekdir direction);
         void ReadFromStream(char* buffer, long long count);
+        // Seeks made through SetStreamPosition since the file was opened.
+        unsigned long long GetSeekCount() const { return seekCount; }
         void ResetStream(TImage&) {}
         void SetupSpooledDATProcessor(TImage*, TImage*, TImage*) {}
 
@@ -72,6 +80,7 @@ public:
         unsigned int versionHigh = 0;
         unsigned int versionLow = 0;
         std::string fileName;
+        unsigned long long seekCount = 0;
     };
 
     TMCFIOManager();
@@ -98,6 +107,12 @@ public:
     unsigned int GetAllFrames(KVMCF_DataSource source, float* buffer, unsigned int size);
     unsigned int GetFrame(KVMCF_DataSource source, unsigned int index, float* buffer, unsigned int size);
     unsigned int GetDataStartBytePosition(KVMCF_DataSource source, long long* position);
+    unsigned int GetFrameTimeStamp(KVMCF_DataSource source, unsigned int index, unsigned int* stamp);
+    unsigned int GetFrameMetadata(KVMCF_DataSource source, unsigned int index, unsigned long long* word);
+    unsigned int GetHighPrecisionTimeStamp(KVMCF_DataSource source, unsigned int index, float* seconds,
+                                           TImage* image);
+    float GetKineticCycleTime(TImage* image);
+    float GetClockFrequency(TImage* image);
 
     // Properties, calibration and versions.
     unsigned int GetPropertyValue(KVMCF_DataSource source, const char* name, char* value, unsigned int size);

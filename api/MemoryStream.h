@@ -29,4 +29,28 @@ private:
     TMemoryStreamBuf buf_;
 };
 
+// A read-write stream over a fixed buffer: writing past its end fails the stream.
+class TFixedStream : public std::iostream {
+public:
+    explicit TFixedStream(std::size_t capacity);
+    ~TFixedStream() override;
+
+private:
+    class Buf : public std::streambuf {
+    public:
+        explicit Buf(std::size_t capacity);
+        ~Buf() override;
+
+    protected:
+        int_type underflow() override;
+        pos_type seekoff(off_type off, std::ios_base::seekdir dir, std::ios_base::openmode which) override;
+        pos_type seekpos(pos_type pos, std::ios_base::openmode which) override;
+
+    private:
+        char* data_;
+        std::size_t capacity_;
+    };
+    Buf buf_;
+};
+
 #endif

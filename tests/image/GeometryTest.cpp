@@ -16,8 +16,6 @@ TEST(Geometry, RectangleOperations) {
     EXPECT_EQ(TKavriRect(1, 256, 1024, 1).Width(), 1023);  // no +1
     EXPECT_TRUE(TKavriRect(0, 0, 0, 0).IsNull());
     EXPECT_FALSE(TKavriRect(0, 1, 0, 0).IsNull());
-    EXPECT_EQ(Max(-3, 2), 2);
-    EXPECT_EQ(Min(-3, 2), -3);
 }
 
 TEST(Geometry, RecordsReadAndWrite) {
