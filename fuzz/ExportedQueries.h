@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "api/PropertyTable.h"
 #include "api/kvmcfio.h"
 
 namespace kvmcffuzz {
@@ -137,7 +138,8 @@ private:
             unsigned int size;
         };
         const Buffer buffers[] = {{large, sizeof large}, {small, sizeof small}, {tiny, sizeof tiny}};
-        for (const char* name : kPropertyNames) {
+        for (const std::string& text : PropertyNames()) {
+            const char* name = text.c_str();
             for (const Buffer& buffer : buffers) {
                 std::memset(buffer.data, 'x', buffer.size);
                 const unsigned int code = KVMCF_GetPropertyValue(source, name, buffer.data, buffer.size);
@@ -160,28 +162,24 @@ private:
         }
     }
 
-    // Every name the value and type queries know, with indexed names and a few near misses.
-    static constexpr const char* kPropertyNames[] = {
-        "Type", "Active", "Version", "Time", "FormattedTime", "FileName", "Temperature", "UnstabalizedTemperature",
-        "Head", "HeadModel", "StoreType", "DataType", "SIDisplacement", "SINumberSubFrames", "PixelReadOutTime",
-        "TrackHeight", "ReadPattern", "ReadPatternFullName", "ShutterDelay", "CentreRow", "RowOffset", "Operation",
-        "Mode", "ModeFullName", "TriggerSource", "TriggerSourceFullName", "TriggerLevel", "ExposureTime", "Delay",
-        "IntegrationCycleTime", "NumberIntegrations", "KineticCycleTime", "FlipX", "FlipY", "Clock", "AClock", "IOC",
-        "Frequency", "NumberPulses", "InsertionDelay", "FrameTransferAcquisitionMode", "BaselineClamp", "PreScan",
-        "EMRealGain", "BaselineOffset", "SWVersion", "SWVersionEx", "MCP", "Gain", "VerticalClockAmp",
-        "VerticalShiftSpeed", "OutputAmplifier", "PreAmplifierGain", "Serial", "DetectorFormatX", "DetectorFormatZ",
-        "NumberImages", "NumberSubImages", "ImageHBin", "ImageVBin", "ImageLeft", "ImageRight", "ImageTop",
-        "ImageBottom", "SubImageHBin", "SubImageVBin2", "SubImageLeft1", "SubImageRight3", "SubImageTop0",
-        "SubImageBottom4294967297", "SubImageWidth1", "HighPrecisionTimeStamp", "HighPrecisionTimeStamp0",
-        "HighPrecisionTimeStamp1", "HighPrecisionTimeStamp-1", "ClockFrequency", "TimeStamp", "TimeStamp1",
-        "TimeStamp4294967295", "XTimeStamp", "Metadata", "Metadata1", "Metadata-2", "Baseline", "CCDLeft", "CCDRight",
-        "CCDTop", "CCDBottom", "Sensitivity", "DetectionWavelength", "CountConvertMode", "IsCountConvert",
-        "XAxisType", "XAxisUnit", "YAxisType", "YAxisUnit", "ZAxisType", "ZAxisUnit", "UserText",
-        "IsPhotonCountingEnabled", "Threshold1", "Threshold2", "Threshold3", "Threshold4", "NumberThresholds",
-        "AveragingFilterMode", "AveragingFactor", "FrameCount", "NoiseFilter", "Threshold", "OutputAEnabled",
-        "OutputAWidth", "OutputADelay", "OutputAPolarity", "OutputBEnabled", "OutputBWidth", "OutputBDelay",
-        "OutputBPolarity", "OutputCEnabled", "OutputCWidth", "OutputCDelay", "OutputCPolarity", "GateMode",
-        "GateWidth", "GateDelay", "GateDelayStep", "GateWidthStep", "", "NoSuchProperty"};
+    // Every name of the vocabulary; indexed names with indexes in and out of range,
+    // and sub-image fields by number; a few near misses.
+    static const std::vector<std::string>& PropertyNames() {
+        static const std::vector<std::string> names = [] {
+            std::vector<std::string> list = {"", "NoSuchProperty", "XTimeStamp", "SubImageWidth1",
+                                             "SubImageBottom4294967297", "SubImageLeft2", "SubImageTop0"};
+            std::size_t count = 0;
+            const PropertyTable::Row* rows = PropertyTable::ValueRows(&count);
+            for (std::size_t i = 0; i < count; ++i) {
+                list.push_back(rows[i].name);
+                if (PropertyTable::IsIndexed(rows[i]))
+                    for (const char* index : {"0", "1", "2", "-1", "4294967296"})
+                        list.push_back(std::string(rows[i].name) + index);
+            }
+            return list;
+        }();
+        return names;
+    }
 
     Failure fail;
 };
