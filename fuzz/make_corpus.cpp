@@ -55,28 +55,27 @@ void SeedAllVersions(const std::string& fuzzer, const std::string& bytes, unsign
     for (unsigned int v : versions) Seed(fuzzer, "v" + std::to_string(v), std::to_string(v) + body);
 }
 
-// An image data record with its frames filled with a ramp.
-TKavriImage* MakeImageData(unsigned int frames, std::vector<TSubImage> subs, bool metadata) {
-    TKavriImage* image = new TKavriImage(TKavriRect(1, 256, 1024, 1), static_cast<unsigned int>(subs.size()),
-                                         subs.data(), frames, false, true, DataStore::Float);
+// Frames filled with a ramp, time stamps, and metadata words when asked for.
+void Fill(TKavriImage& image, bool metadata) {
+    const unsigned int frames = image.GetNumberImages();
     for (unsigned int n = 1; n <= frames; ++n) {
-        image->SetTimeStamp(n - 1, 1000 * n);
-        if (float* pixels = image->ObtainWriteImagePtr(n))
-            for (unsigned int i = 0; i < image->GetDataLength(); ++i) pixels[i] = static_cast<float>(n * 100 + i);
-        image->ReleaseImagePtr(n);
+        image.SetTimeStamp(n - 1, 1000 * n);
+        if (float* pixels = image.ObtainWriteImagePtr(n))
+            for (unsigned int i = 0; i < image.GetDataLength(); ++i) pixels[i] = static_cast<float>(n * 100 + i);
+        image.ReleaseImagePtr(n);
     }
     if (metadata) {
-        image->SetMetaDataFlag(1);
-        for (unsigned int n = 0; n < frames; ++n) image->SetMetaDataWord(n, 0x100000000ull * n + 17);
+        image.SetMetaDataFlag(1);
+        for (unsigned int n = 0; n < frames; ++n) image.SetMetaDataWord(n, 0x100000000ull * n + 17);
     }
-    return image;
 }
 
-// A whole image of one data source: header, calibration, then the image data record
-// read back through its own reader (the open file's image has no layout setters).
+// A whole image of one data source: header with its nested records, calibration,
+// and image data with frames.
 TMCFIOManager::TImage* MakeImage(unsigned int frames, std::vector<TSubImage> subs, bool metadata,
                                  const char* headModel) {
-    TMCFIOManager::TImage* image = new TMCFIOManager::TImage();
+    TMCFIOManager::TImage* image = new TMCFIOManager::TImage(
+        TKavriRect(1, 256, 1024, 1), static_cast<unsigned int>(subs.size()), subs.data(), frames);
     TKestoImageData& header = image->Header();
     header.SetHeadModel(headModel);
     header.SetFilename("/data/run 7/acq.mcf");
@@ -85,16 +84,12 @@ TMCFIOManager::TImage* MakeImage(unsigned int frames, std::vector<TSubImage> sub
     header.GetCropSave().SetCropXEnd(511);
     header.GetShutter().SetClosingTime(12.5f);
 
-    TCalibImageData& calib = image->calibImage;
+    TCalibImage& calib = image->calibImage;
     calib.SetXType(1, nullptr);
     calib.SetXUnit(1);
     calib.SetXCalConstants(400.0, 0.25, -1e-5, 0.0);
     calib.SetYCalConstants(0.0f, 1.0f, 0.0f, 0.0f);
-
-    std::unique_ptr<TKavriImage> data(MakeImageData(frames, subs, metadata));
-    std::stringstream bytes(std::ios::in | std::ios::out | std::ios::binary);
-    bytes << *data;
-    bytes >> static_cast<TKavriImageData&>(image->calibImage);
+    Fill(calib, metadata);
     return image;
 }
 
@@ -183,8 +178,10 @@ void SeedRecords() {
     const std::string calibBytes = Written(calib);
     SeedAllVersions("fuzz_calib", calibBytes, RecordStream::MakeVersion(calib.GetVersionHigh(), calib.GetVersionLow()));
 
-    std::unique_ptr<TKavriImage> image(MakeImageData(2, {TSubImage(1, 2, 2, 1, 1, 1), TSubImage(3, 2, 4, 1, 1, 2)}, true));
-    const std::string imageBytes = Written(*image);
+    const TSubImage subs[] = {TSubImage(1, 2, 2, 1, 1, 1), TSubImage(3, 2, 4, 1, 1, 2)};
+    TKavriImage image(TKavriRect(1, 256, 1024, 1), 2, subs, 2, false, true, DataStore::Float);
+    Fill(image, true);
+    const std::string imageBytes = Written(image);
     for (const char* fuzzer : {"fuzz_image", "fuzz_image_header_only"}) {
         SeedAllVersions(fuzzer, imageBytes, 65541);
         // Two frames of one 2x2 sub-image under the old layouts: coarse stamps, then no flag line.
