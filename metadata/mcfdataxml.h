@@ -13,10 +13,10 @@
 
 class TMcfDataXML {
 public:
-    // The parser recurses once per nesting level. A text with more markup than this
-    // is parsed only up to that point, which bounds the depth whatever the text holds;
-    // a whole file's section needs a few hundred.
-    static constexpr std::size_t kMaxMarkup = 8192;
+    // The parser recurses once per nesting level and takes time quadratic in the
+    // depth. A text with more markup than this is parsed only up to that point, which
+    // bounds the depth whatever the text holds; a whole file's section needs about 350.
+    static constexpr std::size_t kMaxMarkup = 4096;
 
     // A new document holding the declaration of version "1.0".
     TMcfDataXML();

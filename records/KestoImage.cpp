@@ -66,6 +66,9 @@ TKestoImage::TKestoImage(TKavriRect detector, unsigned int subImageCount, const 
                          unsigned int frameCount, bool spool, bool allocate, DataStore::ePixelDataType type)
     : TCalibImage(detector, subImageCount, subs, frameCount, spool, allocate, type) {
     SetDefaults();
+    const int frames = static_cast<int>(std::min<unsigned int>(frameCount, INT_MAX));
+    irigDataHandler.SetSeriesLength(frames);
+    metaDataHandler.SetSeriesLength(frames);
 }
 
 TKestoImage::TKestoImage(const TKestoImage& other)
@@ -186,6 +189,7 @@ unsigned int TKestoImage::CalculateTimeStamps() {
 
 TSubImage TKestoImage::GetCCDSubimageFormat(unsigned int index) const {
     const TSubImage s = StoredSubImage(index);
+    if (index == 0 || index > GetNumberSubImages()) return s;
     const LONG_RECT format = GetDetectorRect();
     int w = format.right - format.left + 1;
     int h = format.top - format.bottom + 1;
@@ -223,38 +227,42 @@ TSubImage TKestoImage::GetCCDSubimageFormat(unsigned int index) const {
 
 unsigned long long TKestoImage::GetMetaDataTagValue(int frame, int tag) {
     const unsigned int size = metaDataPacket.GetSizeOfMetaData();
-    if (size == 0 || size > MetaData::kMaxSizeOfMetaData) return 0;
+    if (size == 0 || size > MetaData::kMaxSizeOfMetaData || !metaDataHandler.isInRange(frame - 1)) return 0;
     // The handler holds data-length bytes a frame; the decoder reads `size` of them.
     std::vector<unsigned char> packet(size, 0);
     const int held = std::max(metaDataHandler.GetDataLength(), 0);
     std::memcpy(packet.data(), metaDataHandler.GetData(frame - 1), std::min<std::size_t>(size, held));
-    metaDataPacket.ParseMetaDataPacket(packet.data(), 0);
-    metaDataPacket.StoreMetaData();
+    // A fresh decoder: one that decoded another frame would still hold the fields
+    // this packet lacks.
+    MetaData decoder;
+    decoder.SetSizeOfMetaData(size);
+    decoder.ParseMetaDataPacket(packet.data(), 0);
+    decoder.StoreMetaData();
 
     unsigned int length = 0;
     std::uint16_t version = 0;
-    metaDataPacket.getCIDData(3, &version, &length);
+    decoder.getCIDData(3, &version, &length);
     std::uint16_t value16 = 0;
     std::uint32_t value32 = 0;
     std::uint64_t value64 = 0;
     switch (tag) {
         case 1:
         case 2:
-            metaDataPacket.getCIDData(static_cast<unsigned int>(tag), &value64, &length);
+            decoder.getCIDData(static_cast<unsigned int>(tag), &value64, &length);
             return value64;
         case 3:
             return version;
         case 4:
             if (version == 0) return 0;
-            metaDataPacket.getCIDData(4, &value16, &length);
+            decoder.getCIDData(4, &value16, &length);
             return value16;
         case 5:
             if (version == 0) return 0;
-            metaDataPacket.getCIDData(5, &value32, &length);
+            decoder.getCIDData(5, &value32, &length);
             return value32;
         case 6:
             if (version <= 3) return 0;
-            metaDataPacket.getCIDData(6, &value16, &length);
+            decoder.getCIDData(6, &value16, &length);
             return value16;
         default:
             return 0;
