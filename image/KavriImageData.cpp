@@ -280,8 +280,15 @@ std::istream& operator>>(std::istream& is, TKavriImageData& data) {
     if (!pixelsInStream) return is;
     // Pixels are little-endian floats, the host's own order.
     const std::streamoff frameBytes = static_cast<std::streamoff>(data.frameLength) * kPixelBytes;
+    // A file stream seeks past its end without failing: a skipped block that is not all
+    // there must fail the stream as the short read of a full read does.
+    const bool skipping = data.spoolMode || data.headerOnly;
+    if (skipping && !CanHold(is, static_cast<unsigned long long>(frameBytes) * data.numberImages)) {
+        is.setstate(std::ios::failbit);
+        return is;
+    }
     for (unsigned int i = 1; i <= data.numberImages && is.good(); ++i) {
-        if (data.spoolMode || data.headerOnly) {
+        if (skipping) {
             is.seekg(frameBytes, std::ios::cur);
         } else {
             float* pixels = data.ObtainWriteImagePtr(i);
