@@ -242,31 +242,27 @@ unsigned int TMCFIOManager::Lookup(KVMCF_DataSource source, TImage*& image) cons
     return image ? KVMCF_SUCCESS : KVMCF_NOT_PRESENT;
 }
 
+template <class T, class Get>
+unsigned int TMCFIOManager::Answer(KVMCF_DataSource source, T* out, Get get) const {
+    TImage* image = nullptr;
+    const unsigned int result = Lookup(source, image);
+    if (result == KVMCF_SUCCESS) *out = get(image);
+    return result;
+}
+
 // ---------------------------------------------------------------------------
 // Frame and sub-image access
 
 unsigned int TMCFIOManager::GetFrameSize(KVMCF_DataSource source, unsigned int* size) {
-    TImage* image = nullptr;
-    const unsigned int result = Lookup(source, image);
-    if (result != KVMCF_SUCCESS) return result;
-    *size = image->calibImage.GetDataLength();
-    return KVMCF_SUCCESS;
+    return Answer(source, size, [](const TImage* image) { return image->calibImage.GetDataLength(); });
 }
 
 unsigned int TMCFIOManager::GetNumberFrames(KVMCF_DataSource source, unsigned int* frames) {
-    TImage* image = nullptr;
-    const unsigned int result = Lookup(source, image);
-    if (result != KVMCF_SUCCESS) return result;
-    *frames = image->calibImage.GetNumberImages();
-    return KVMCF_SUCCESS;
+    return Answer(source, frames, [](const TImage* image) { return image->calibImage.GetNumberImages(); });
 }
 
 unsigned int TMCFIOManager::GetNumberSubImages(KVMCF_DataSource source, unsigned int* n) {
-    TImage* image = nullptr;
-    const unsigned int result = Lookup(source, image);
-    if (result != KVMCF_SUCCESS) return result;
-    *n = image->calibImage.GetNumberSubImages();
-    return KVMCF_SUCCESS;
+    return Answer(source, n, [](const TImage* image) { return image->calibImage.GetNumberSubImages(); });
 }
 
 unsigned int TMCFIOManager::GetSubImageInfo(KVMCF_DataSource source, unsigned int index, unsigned int* left,
@@ -353,11 +349,7 @@ unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float* buffer,
 }
 
 unsigned int TMCFIOManager::GetDataStartBytePosition(KVMCF_DataSource source, long long* start) {
-    TImage* image = nullptr;
-    const unsigned int result = Lookup(source, image);
-    if (result != KVMCF_SUCCESS) return result;
-    *start = image->calibImage.GetDataStartOffset();
-    return KVMCF_SUCCESS;
+    return Answer(source, start, [](const TImage* image) { return image->calibImage.GetDataStartOffset(); });
 }
 
 unsigned int TMCFIOManager::GetFrameTimeStamp(KVMCF_DataSource source, unsigned int index, unsigned int* stamp) {

@@ -126,6 +126,9 @@ public:
 private:
     // 22004 with nothing open, 22007 for an absent source, else 22002 with the image.
     unsigned int Lookup(KVMCF_DataSource source, TImage*& image) const;
+    // Looks the source up and stores get(image) in *out.
+    template <class T, class Get>
+    unsigned int Answer(KVMCF_DataSource source, T* out, Get get) const;
 
     TMCF* mcf = nullptr;
     char fileName[512 + 1] = {};

@@ -44,6 +44,7 @@ std::unique_ptr<TMCFIOManager::TImage> MakeDemoSignal() {
     calib.SetXCalConstants(580.0, 0.0625, -1.5e-6, 0.0);
     calib.SetYType(1, nullptr);
     calib.SetZType(CalibAxis::PixelNumber, nullptr);
+    calib.SetZCalConstants(0.0f, 1.0f, 0.0f, 0.0f);
     calib.SetRayleighWavelength(532.0f);
     for (unsigned int frame = 1; frame <= kSpectra; ++frame) {
         float* pixels = calib.ObtainWriteImagePtr(frame);
@@ -63,8 +64,10 @@ std::unique_ptr<TMCFIOManager::TImage> MakeDemoBackground() {
 
     TCalibImage& calib = image->calibImage;
     calib.SetXType(CalibAxis::PixelNumber, nullptr);
+    calib.SetXCalConstants(0.0, 1.0, 0.0, 0.0);
     calib.SetYType(1, nullptr);
     calib.SetZType(CalibAxis::PixelNumber, nullptr);
+    calib.SetZCalConstants(0.0f, 1.0f, 0.0f, 0.0f);
     float* pixels = calib.ObtainWriteImagePtr(1);
     for (unsigned int i = 0; i < calib.GetDataLength(); ++i) pixels[i] = 95.0f + static_cast<float>(i % 17) * 0.5f;
     calib.ReleaseImagePtr(1);

@@ -8,14 +8,11 @@
 #include <string>
 
 #include "image/KavriImage.h"
+#include "support/RecordTexts.h"
 
 namespace {
 
-std::string FloatBytes(std::initializer_list<float> values) {
-    std::string bytes;
-    for (float v : values) bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
-    return bytes;
-}
+using kvmcftest::FloatBytes;
 
 // Two frames of one 2x2 sub-image: the record text up to the time stamps, with an
 // optional stretch of padding before them.

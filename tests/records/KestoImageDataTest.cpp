@@ -8,6 +8,7 @@
 #include <string>
 
 #include "records/KestoImageData.h"
+#include "support/RecordTexts.h"
 
 using namespace std::string_literals;
 
@@ -33,27 +34,8 @@ public:
 
 std::string Rest(std::istream& is) { return std::string(std::istreambuf_iterator<char>(is), {}); }
 
-// Version 1.31, every field distinct. Rows 1 to 75, then row 76 and the file name,
-// exactly as the writer lays them out. Head, store type, data type and mode hold the
-// bytes 0, 9, 10 and 32.
-const std::string kRows131 =
-    "65567 11 2 3 5000000004 -5.5 \0 \t \n   \x06 11.5 12.25 13.5 14.75 15 \xc8"
-    " 17.5 18.5 -19 20 21 22.5 23.5 24.5 25 26 \x04 \x07"
-    " 29 30 31 32 33 34 35 36 37 38 39.5 40 41.5 42 43.5 44 45 46 -47.5 48 49 50 51"
-    " 4000000052 53 54 55 56 57 58 59 60 61 62 63.5 64.5 65 66.5 67 68 69.5 70.5 71.5 72.5 73 74 75 "
-    "12\nTest head 76 \n 761 762 10\nrun 77.dat \n"s;
-
-// The nested records of rows 78 to 84, in their own newest layouts.
-const std::string kNested131 =
-    "65538 13\nseventy-eight\n"                                  // user text
-    "65538 \x04 \x03 \x05 \x06 0.5 0.25\n"                       // shutter
-    "65540 1 81 8.5 82 83 9.5 LBL\n1 10.5 11 13 14 15 4 note"    // full spectrograph
-    " 16 17 18 19 20 2 20.5 21 M80\n3 30.5 4 40.5 10 12\n"
-    "65537 1 1.5 2.5 4 abcd 3.5 4.5\n"                           // short spectrograph
-    "65539 1 2 3 4 1 5 6 1 7 8 9 0.5 0.25 10 0.125 0.0625\n"     // intensifier
-    "1 0 11 12\n0 1 13 14\n1 1 15 16\n2.5 17 1\n"
-    "83\n"                                                       // AuxIntSetting5
-    "65538 1 2000 1000 100 50 2 3 11 21";                        // crop
+const std::string kRows131 = kvmcftest::HeaderRows131();
+const std::string& kNested131 = kvmcftest::HeaderNested131();
 
 // Compares as double, which holds every value used here exactly.
 #define ROW(got, want) EXPECT_EQ(static_cast<double>(got), static_cast<double>(want)) << #got
