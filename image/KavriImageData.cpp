@@ -4,6 +4,7 @@
 #include <iomanip>
 #include <new>
 
+#include "metadata/mcfdataxml.h"
 #include "records/RecordStream.h"
 #include "util/spoolhdl_stub.h"
 
@@ -279,8 +280,15 @@ std::istream& operator>>(std::istream& is, TKavriImageData& data) {
     if (!pixelsInStream) return is;
     // Pixels are little-endian floats, the host's own order.
     const std::streamoff frameBytes = static_cast<std::streamoff>(data.frameLength) * kPixelBytes;
+    // A file stream seeks past its end without failing: a skipped block that is not all
+    // there must fail the stream as the short read of a full read does.
+    const bool skipping = data.spoolMode || data.headerOnly;
+    if (skipping && !CanHold(is, static_cast<unsigned long long>(frameBytes) * data.numberImages)) {
+        is.setstate(std::ios::failbit);
+        return is;
+    }
     for (unsigned int i = 1; i <= data.numberImages && is.good(); ++i) {
-        if (data.spoolMode || data.headerOnly) {
+        if (skipping) {
             is.seekg(frameBytes, std::ios::cur);
         } else {
             float* pixels = data.ObtainWriteImagePtr(i);
@@ -332,4 +340,43 @@ std::ostream& operator<<(std::ostream& os, TKavriImageData& data) {
         }
     }
     return os;
+}
+
+// ---------------------------------------------------------------------------
+// XML extension section
+
+bool TKavriImageData::ReadXMLDataStructure(TMcfDataXML& xml) {
+    if (!xml.SetFirstChildNode("TKavriImageData")) return false;
+    dataFormat = static_cast<unsigned int>(xml.GetIntData("ImageFormat", 0));
+    portReadoutMode = xml.GetIntData("ReadoutPort", 0);
+    exposureWindowHeight = xml.GetIntData("ExposureWindowHeight", 0);
+    lineScanSpeed = xml.GetFloatData("LineScanSpeed", 0.0f);
+    alternatingReadoutDirection = xml.GetIntData("AlternatingReadoutDirection", 0);
+    scanSpeedControl = xml.GetIntData("ScanSpeedControl", 0);
+    readoutDirection = xml.GetIntData("ReadoutDirection", 0);
+    fastKineticsStorageMode = xml.GetIntData("FastKineticsStorageMode", 0);
+    fastKineticsTimeScanMode = xml.GetIntData("FastKineticsTimeScanMode", 0);
+    tickInterval = xml.GetDoubleData("TickInterval", 10.0);
+    pivEnable = xml.GetIntData("PIVMode", 0);
+    extendedDynamicRange = xml.GetIntData("ExtendedDynamicRange", 0);
+    xml.PopNode();
+    return true;
+}
+
+bool TKavriImageData::BuildXMLDataStructure(TMcfDataXML& xml) {
+    xml.AddChildNode("TKavriImageData");
+    xml.SetData("ImageFormat", static_cast<int>(dataFormat));
+    xml.SetData("ReadoutPort", portReadoutMode);
+    xml.SetData("ExposureWindowHeight", exposureWindowHeight);
+    xml.SetData("LineScanSpeed", lineScanSpeed);
+    xml.SetData("AlternatingReadoutDirection", alternatingReadoutDirection);
+    xml.SetData("ScanSpeedControl", scanSpeedControl);
+    xml.SetData("ReadoutDirection", readoutDirection);
+    xml.SetData("FastKineticsStorageMode", fastKineticsStorageMode);
+    xml.SetData("FastKineticsTimeScanMode", fastKineticsTimeScanMode);
+    xml.SetData("TickInterval", tickInterval);
+    xml.SetData("PIVMode", pivEnable);
+    xml.SetData("ExtendedDynamicRange", extendedDynamicRange);
+    xml.PopNode();
+    return true;
 }
