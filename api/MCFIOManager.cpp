@@ -7,6 +7,7 @@
 
 #include "api/MemoryStream.h"
 #include "api/PropertyTable.h"
+#include "metadata/mcfdataxml.h"
 #include "records/RecordStream.h"
 
 namespace {
@@ -147,8 +148,28 @@ bool TMCFIOManager::TMCF::ReadMcfXMLData() {
     return true;
 }
 
-void TMCFIOManager::TMCF::ReadExtensionSection(const char*) {
-    // The extension section's readers are not part of this library yet.
+void TMCFIOManager::TMCF::ReadExtensionSection(const char* text) {
+    TMcfDataXML xml(text);
+    readXMLForKestoImage(xml, "Signals", "Signal", images[0]);
+    readXMLForKestoImage(xml, "References", "Reference", images[1]);
+    readXMLForKestoImage(xml, "Backgrounds", "Background", images[2]);
+    readXMLForKestoImage(xml, "Lives", "Live", images[3]);
+    readXMLForKestoImage(xml, "Sources", "Source", images[4]);
+}
+
+// Only the header extras and readout settings are read here: the per-frame metadata
+// and time code texts stay in the section.
+bool TMCFIOManager::TMCF::readXMLForKestoImage(TMcfDataXML& xml, const char* plural, const char* singular,
+                                                TImage* image) {
+    if (image == nullptr || !xml.SetFirstChildNode(plural)) return true;
+    // Only the first item of a list is used.
+    if (xml.SetFirstChildNode(singular)) {
+        image->Header().ReadXMLDataStructure(xml);
+        image->calibImage.ReadXMLDataStructure(xml);
+        xml.PopNode();
+    }
+    xml.PopNode();
+    return true;
 }
 
 bool TMCFIOManager::TMCF::IsStreamGood() const { return stream != nullptr && stream->good(); }

@@ -1,5 +1,6 @@
 #include "calib/CalibImage.h"
 
+#include "metadata/mcfdataxml.h"
 #include "util/kavrimath.h"
 
 using KavriUtility::TKavriMath;
@@ -19,6 +20,28 @@ std::istream& operator>>(std::istream& is, TCalibImage& image) {
 std::ostream& operator<<(std::ostream& os, TCalibImage& image) {
     os << static_cast<TCalibImageData&>(image);
     return os << static_cast<TKavriImageData&>(image);
+}
+
+bool TCalibImage::ReadXMLDataStructure(TMcfDataXML& xml) {
+    if (!xml.SetFirstChildNode("TCalibImage")) return false;
+    if (xml.SetFirstChildNode("TCalibImageData")) xml.PopNode();
+    if (xml.SetFirstChildNode("TKavriImage")) {
+        TKavriImageData::ReadXMLDataStructure(xml);
+        xml.PopNode();
+    }
+    xml.PopNode();
+    return true;
+}
+
+bool TCalibImage::BuildXMLDataStructure(TMcfDataXML& xml) {
+    xml.AddChildNode("TCalibImage");
+    xml.AddChildNode("TCalibImageData");
+    xml.PopNode();
+    xml.AddChildNode("TKavriImage");
+    TKavriImageData::BuildXMLDataStructure(xml);
+    xml.PopNode();
+    xml.PopNode();
+    return true;
 }
 
 // Calibrated values are compared against stored ones, so each step keeps the width

@@ -5,6 +5,8 @@
 #include "calib/CalibImageData.h"
 #include "image/KavriImage.h"
 
+class TMcfDataXML;
+
 class TCalibImage : public TCalibImageData, public TKavriImage {
 public:
     TCalibImage() = default;
@@ -18,6 +20,12 @@ public:
     TCalibImage& operator=(const TCalibImage&) = delete;  // as the image data below it
 
     void Persist() { TKavriImage::Persist(); }
+
+    // The calibrated image's element of the XML extension section: an empty element
+    // for the calibration record (which lives in the record stream) and the image
+    // data's readout settings. Reading returns false when the element is missing.
+    bool ReadXMLDataStructure(TMcfDataXML& xml);
+    bool BuildXMLDataStructure(TMcfDataXML& xml);
 
     // Calibrated value of a pixel. With the X-is-wavelength flag set the polynomial
     // gives nanometres, shown in the X axis's own type and unit where that converts.

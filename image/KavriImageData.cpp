@@ -4,7 +4,9 @@
 #include <iomanip>
 #include <new>
 
+#include "metadata/mcfdataxml.h"
 #include "records/RecordStream.h"
+#include "records/StreamBounds.h"
 #include "util/spoolhdl_stub.h"
 
 namespace {
@@ -12,32 +14,18 @@ namespace {
 const unsigned int kVersionWritten = 65541;  // 1.5
 const unsigned int kPixelBytes = 4;
 
-// The smallest text any number after another can take: a non-digit between the two
-// and one digit.
-const unsigned long long kMinNumberBytes = 2;
-// A sub-image is its record (version and six ints) and its offset.
-const unsigned long long kMinSubImageBytes = 8 * kMinNumberBytes;
+// A sub-image line is its record (version and six ints) and its offset.
+const unsigned long long kSubImageNumbers = 8;
 
-// Whether the stream can still supply `needed` bytes. A failed stream supplies
-// nothing; one that cannot tell its length is trusted.
-bool CanHold(std::istream& is, unsigned long long needed) {
-    if (!is) return false;
-    const long long left = RecordStream::Remaining(is);
-    return left < 0 || needed <= static_cast<unsigned long long>(left);
-}
-
-// Least bytes a valid record still needs once its counts are known: the sub-image
-// lines, one number per time stamp, the final newline and, unless the pixels live
-// elsewhere, the whole pixel block (header-only readers seek over it all the same).
+// Whether the rest of the stream can hold what the counts claim: the sub-image lines,
+// one number per time stamp, the final newline and, unless the pixels live elsewhere,
+// the whole pixel block (header-only readers seek over it all the same).
 bool CountsFitStream(std::istream& is, unsigned long long subImages, unsigned long long frames,
                      unsigned long long frameLength, bool pixelsInStream) {
-    const unsigned long long text = subImages * kMinSubImageBytes + frames * kMinNumberBytes + 1;
-    if (!CanHold(is, text)) return false;
-    if (!pixelsInStream) return true;
-    const unsigned long long pixels = frames * frameLength;  // below 2^64: both are 32-bit
-    const long long left = RecordStream::Remaining(is);
-    if (left < 0) return true;
-    return pixels <= (static_cast<unsigned long long>(left) - text) / kPixelBytes;
+    const unsigned long long numbers = subImages * kSubImageNumbers + frames;
+    if (!StreamBounds::HoldsNumbers(is, numbers, 1)) return false;
+    const unsigned long long text = numbers * StreamBounds::kMinNumberBytes + 1;
+    return !pixelsInStream || StreamBounds::HoldsBlock(is, text, frames, frameLength * kPixelBytes);
 }
 
 void WriteZeros(std::ostream& os, unsigned long long bytes) {
@@ -279,8 +267,16 @@ std::istream& operator>>(std::istream& is, TKavriImageData& data) {
     if (!pixelsInStream) return is;
     // Pixels are little-endian floats, the host's own order.
     const std::streamoff frameBytes = static_cast<std::streamoff>(data.frameLength) * kPixelBytes;
+    // A file stream seeks past its end without failing: a skipped block that is not all
+    // there must fail the stream as the short read of a full read does.
+    const bool skipping = data.spoolMode || data.headerOnly;
+    const unsigned long long skipBytes = static_cast<unsigned long long>(frameBytes);
+    if (skipping && !StreamBounds::HoldsItems(is, data.numberImages, skipBytes)) {
+        is.setstate(std::ios::failbit);
+        return is;
+    }
     for (unsigned int i = 1; i <= data.numberImages && is.good(); ++i) {
-        if (data.spoolMode || data.headerOnly) {
+        if (skipping) {
             is.seekg(frameBytes, std::ios::cur);
         } else {
             float* pixels = data.ObtainWriteImagePtr(i);
@@ -332,4 +328,43 @@ std::ostream& operator<<(std::ostream& os, TKavriImageData& data) {
         }
     }
     return os;
+}
+
+// ---------------------------------------------------------------------------
+// XML extension section
+
+bool TKavriImageData::ReadXMLDataStructure(TMcfDataXML& xml) {
+    if (!xml.SetFirstChildNode("TKavriImageData")) return false;
+    dataFormat = static_cast<unsigned int>(xml.GetIntData("ImageFormat", 0));
+    portReadoutMode = xml.GetIntData("ReadoutPort", 0);
+    exposureWindowHeight = xml.GetIntData("ExposureWindowHeight", 0);
+    lineScanSpeed = xml.GetFloatData("LineScanSpeed", 0.0f);
+    alternatingReadoutDirection = xml.GetIntData("AlternatingReadoutDirection", 0);
+    scanSpeedControl = xml.GetIntData("ScanSpeedControl", 0);
+    readoutDirection = xml.GetIntData("ReadoutDirection", 0);
+    fastKineticsStorageMode = xml.GetIntData("FastKineticsStorageMode", 0);
+    fastKineticsTimeScanMode = xml.GetIntData("FastKineticsTimeScanMode", 0);
+    tickInterval = xml.GetDoubleData("TickInterval", 10.0);
+    pivEnable = xml.GetIntData("PIVMode", 0);
+    extendedDynamicRange = xml.GetIntData("ExtendedDynamicRange", 0);
+    xml.PopNode();
+    return true;
+}
+
+bool TKavriImageData::BuildXMLDataStructure(TMcfDataXML& xml) {
+    xml.AddChildNode("TKavriImageData");
+    xml.SetData("ImageFormat", static_cast<int>(dataFormat));
+    xml.SetData("ReadoutPort", portReadoutMode);
+    xml.SetData("ExposureWindowHeight", exposureWindowHeight);
+    xml.SetData("LineScanSpeed", lineScanSpeed);
+    xml.SetData("AlternatingReadoutDirection", alternatingReadoutDirection);
+    xml.SetData("ScanSpeedControl", scanSpeedControl);
+    xml.SetData("ReadoutDirection", readoutDirection);
+    xml.SetData("FastKineticsStorageMode", fastKineticsStorageMode);
+    xml.SetData("FastKineticsTimeScanMode", fastKineticsTimeScanMode);
+    xml.SetData("TickInterval", tickInterval);
+    xml.SetData("PIVMode", pivEnable);
+    xml.SetData("ExtendedDynamicRange", extendedDynamicRange);
+    xml.PopNode();
+    return true;
 }

@@ -17,6 +17,7 @@
 #include "image/SubImage.h"
 
 class ISpoolHandler;
+class TMcfDataXML;
 
 class TKavriImageData {
 public:
@@ -113,6 +114,11 @@ public:
     // Bytes per stored pixel: 4 for data formats 0 and 1. True (and 0 bytes) for an
     // unsupported format, whose pixel block is then neither read nor skipped.
     bool GetDataFormatBytesPerPixel(unsigned int& bytes) const;
+
+    // The readout settings' element of the XML extension section; reading returns
+    // false and changes nothing when the element is missing.
+    bool ReadXMLDataStructure(TMcfDataXML& xml);
+    bool BuildXMLDataStructure(TMcfDataXML& xml);
 
     friend std::istream& operator>>(std::istream& is, TKavriImageData& data);
     friend std::ostream& operator<<(std::ostream& os, TKavriImageData& data);

@@ -4,7 +4,9 @@
 #include <cstring>
 #include <ctime>
 
+#include "metadata/mcfdataxml.h"
 #include "records/RecordStream.h"
+#include "util/kavrimisc.h"
 
 namespace {
 
@@ -441,4 +443,72 @@ std::ostream& operator<<(std::ostream& os, TKestoImageData& h) {
     os << h.AuxIntSetting5 << '\n';
     os << h.CropSave << '\n';
     return os;
+}
+
+// ---------------------------------------------------------------------------
+// XML extension section
+
+namespace {
+
+// Room the section's texts are given, bounded again by each destination.
+constexpr std::size_t kPreAmpGainTextRoom = 100;
+constexpr std::size_t kSpectrographSerialRoom = 100;
+constexpr std::size_t kFullSerialRoom = 65;
+
+template <std::size_t N>
+void CopySectionText(char (&dest)[N], const char* text, std::size_t room) {
+    KavriUtility::TKavriMisc::mbstotcs(dest, text, room < N ? room : N);
+}
+
+}  // namespace
+
+bool TKestoImageData::ReadXMLDataStructure(TMcfDataXML& xml) {
+    if (!xml.SetFirstChildNode("TKestoImageData")) return false;
+
+    CopySectionText(PreAmpGainText, xml.GetStringData("PreAmpGainText", ""), kPreAmpGainTextRoom);
+    const char* spectrographSerial = xml.GetStringData("SpectrographSerial", "");
+    if (KavriSpectSave.Present != 0) {
+        CopySectionText(KavriSpectSave.SerialText, spectrographSerial, kSpectrographSerialRoom);
+    } else if (SpectSave.Present != 0) {
+        CopySectionText(SpectSave.SerialText, spectrographSerial, kSpectrographSerialRoom);
+    }
+    Milliseconds = xml.GetIntData("mSec", 0);
+    // Both direct-iris values land in the position, the second winning: files rely on
+    // the present flag surviving a read.
+    SpectSave.DirectIrisPosition = xml.GetIntData("DIRECT_IRIS_PRESENT", -1);
+    SpectSave.DirectIrisPosition = xml.GetIntData("DIRECT_IRIS_POSITION", -1);
+    SpectSave.SideIrisPresent = xml.GetIntData("SIDE_IRIS_PRESENT", -1);
+    SpectSave.SideIrisPosition = xml.GetIntData("SIDE_IRIS_POSITION", -1);
+    CopySectionText(SerialText, xml.GetStringData("FullSerialNumber", ""), kFullSerialRoom);
+    DarkThreshold = xml.GetFloatData("DARKTHRESHOLD", 0.0f);
+    FastKineticsOffset = xml.GetIntData("FAST_KINETICS_OFFSET", -1);
+
+    xml.PopNode();
+    return true;
+}
+
+bool TKestoImageData::BuildXMLDataStructure(TMcfDataXML& xml) {
+    xml.AddChildNode("TKestoImageData");
+
+    xml.SetData("PreAmpGainText", PreAmpGainText);
+    // With no spectrograph the gain text goes out again in the serial's place, as
+    // files from the acquisition software have it.
+    const char* spectrographSerial = PreAmpGainText;
+    if (KavriSpectSave.Present != 0) {
+        spectrographSerial = KavriSpectSave.SerialText;
+    } else if (SpectSave.Present != 0) {
+        spectrographSerial = SpectSave.SerialText;
+    }
+    xml.SetData("SpectrographSerial", spectrographSerial);
+    xml.SetData("mSec", Milliseconds);
+    xml.SetData("DIRECT_IRIS_PRESENT", SpectSave.DirectIrisPresent);
+    xml.SetData("DIRECT_IRIS_POSITION", SpectSave.DirectIrisPosition);
+    xml.SetData("SIDE_IRIS_PRESENT", SpectSave.SideIrisPresent);
+    xml.SetData("SIDE_IRIS_POSITION", SpectSave.SideIrisPosition);
+    xml.SetData("FullSerialNumber", SerialText);
+    xml.SetData("DARKTHRESHOLD", DarkThreshold);
+    xml.SetData("FAST_KINETICS_OFFSET", FastKineticsOffset);
+
+    xml.PopNode();
+    return true;
 }

@@ -16,6 +16,8 @@
 #include "records/cropsave.h"
 #include "records/iccdsave.h"
 
+class TMcfDataXML;
+
 class TKestoImageData {
 public:
     // Characters of HeadModel, Filename and the pre-amplifier gain text; buffers
@@ -129,6 +131,11 @@ public:
     const TICCDSave& GetICCDSave() const { return ICCDSave; }
     TCropSave& GetCropSave() { return CropSave; }
     const TCropSave& GetCropSave() const { return CropSave; }
+
+    // The header's element of the XML extension section. Reading returns false and
+    // changes nothing when the element is missing; a missing value takes its default.
+    bool ReadXMLDataStructure(TMcfDataXML& xml);
+    bool BuildXMLDataStructure(TMcfDataXML& xml);
 
     friend std::istream& operator>>(std::istream& is, TKestoImageData& data);
     friend std::ostream& operator<<(std::ostream& os, TKestoImageData& data);

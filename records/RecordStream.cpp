@@ -52,7 +52,7 @@ std::istream& ReadCountedBytes(std::istream& is, long long length, char* dest, s
 
 std::istream& ReadCountedText(std::istream& is, char* dest, std::size_t capacity) {
     int length = 0;
-    if (!(is >> length)) {
+    if (!Read(is, length)) {
         if (capacity) dest[0] = '\0';
         return is;
     }
@@ -61,7 +61,7 @@ std::istream& ReadCountedText(std::istream& is, char* dest, std::size_t capacity
 
 std::istream& ReadCountedTextUnsigned(std::istream& is, char* dest, std::size_t capacity) {
     unsigned int length = 0;
-    if (!(is >> length)) {
+    if (!Read(is, length)) {
         if (capacity) dest[0] = '\0';
         return is;
     }

@@ -1,7 +1,7 @@
 // Lexical rules shared by every record reader and writer.
 //
-// Records are decimal text mixed with raw bytes. Numbers are read by formatted
-// extraction (any whitespace run before them is skipped); raw bytes and counted
+// Records are decimal text mixed with raw bytes. Numbers are read as formatted
+// extraction reads them (any whitespace run before them is skipped); raw bytes and counted
 // texts consume exactly one separator byte and never skip whitespace. Readers never
 // test the stream or throw: a failed read leaves the stream failed, every later read
 // is then a no-op, and the open sequence checks the stream once at the end.
@@ -14,6 +14,8 @@
 #include <cstddef>
 #include <istream>
 #include <ostream>
+
+#include "records/RecordLexer.h"
 
 namespace RecordStream {
 
@@ -31,10 +33,20 @@ inline bool VersionAbove(unsigned int version, unsigned int n) {
     return Major(version) >= 2 || (Major(version) == 1 && Minor(version) > n);
 }
 
-// Formatted extraction of one numeric (or bool) field.
+// Formatted extraction itself: the reference the record lexer is held to.
+template <class T>
+inline std::istream& ReadFormatted(std::istream& is, T& value) {
+    return is >> value;
+}
+
+// One numeric, bool or formatted char field: the record lexer for int, unsigned int,
+// long, unsigned long, long long, unsigned long long, float, double, bool and char,
+// which gives what formatted extraction gives at buffer speed; formatted extraction
+// for any other type.
+using RecordLexer::Read;
 template <class T>
 inline std::istream& Read(std::istream& is, T& value) {
-    return is >> value;
+    return ReadFormatted(is, value);
 }
 
 // Consumes exactly one byte (a separator), whatever it is.

@@ -1,7 +1,12 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, if any are missing.
+#   tools/install-deps.sh         the build and the tests
+#   tools/install-deps.sh fuzz    also clang with its sanitizer and fuzzer runtimes
 set -euo pipefail
 packages=(cmake ninja-build g++ libtinyxml-dev libgtest-dev libbenchmark-dev)
+if [ "${1:-}" = "fuzz" ]; then
+  packages+=(clang libclang-rt-14-dev)
+fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

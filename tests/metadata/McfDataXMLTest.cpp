@@ -1,0 +1,74 @@
+// The XML document with its cursor: navigation, typed values with their defaults,
+// number formatting, and texts that are malformed or nested without end.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "metadata/mcfdataxml.h"
+
+TEST(McfDataXML, CursorFindsNamedElementsAndValuesFallBackToDefaults) {
+    TMcfDataXML xml(
+        "<Lives><Other/><Live><i>42</i><f>2.5</f><bad>abc</bad><empty></empty><t>true</t><one>1</one></Live>"
+        "<Live><i>-7</i></Live></Lives>");
+    EXPECT_FALSE(xml.SetFirstChildNode("Live"));  // not at the top level
+    ASSERT_TRUE(xml.SetFirstChildNode("Lives"));
+    ASSERT_TRUE(xml.SetFirstChildNode("Live"));  // past the element of another name
+    EXPECT_STREQ(xml.GetNodeValue(), "Live");
+    EXPECT_EQ(xml.getStackHeadIndex(), 2);
+    EXPECT_EQ(xml.GetIntData("i", -1), 42);
+    EXPECT_FLOAT_EQ(xml.GetFloatData("f", 0), 2.5f);
+    EXPECT_EQ(xml.GetIntData("bad", -1), 0);
+    EXPECT_EQ(xml.GetIntData("empty", -3), -3);
+    EXPECT_EQ(xml.GetIntData("missing", -3), -3);
+    EXPECT_STREQ(xml.GetStringData("empty", "dflt"), "dflt");
+    EXPECT_TRUE(xml.GetBoolData("t", false));
+    EXPECT_FALSE(xml.GetBoolData("one", true));  // only "true" is true
+    EXPECT_TRUE(xml.GetBoolData("missing", true));
+    ASSERT_TRUE(xml.SetNextSiblingNode("Live"));
+    EXPECT_EQ(xml.GetIntData("i", 0), -7);
+    EXPECT_FALSE(xml.SetNextSiblingNode("Live"));
+    EXPECT_EQ(xml.GetIntData("i", 0), -7);  // a failed move keeps the cursor
+
+    for (int i = 0; i < 3; ++i) xml.PopNode();  // the document itself is never popped
+    EXPECT_EQ(xml.getStackHeadIndex(), 0);
+    EXPECT_TRUE(xml.SetFirstChildNode("Lives"));
+}
+
+TEST(McfDataXML, BuiltValuesPrintWithEightSignificantDigitsAndParseBack) {
+    TMcfDataXML built;
+    built.AddChildNode("R");
+    built.SetData("f", 0.1f);
+    built.SetData("third", 1.0 / 3.0);
+    built.SetData("ten", 10.0);
+    built.SetData("big", 123456789.0);
+    built.SetData("b", true);
+    built.SetData("s", "a<b");
+    std::ostringstream text;
+    text << built;
+    EXPECT_EQ(text.str().rfind("<?xml version=\"1.0\"", 0), 0u) << text.str();
+
+    TMcfDataXML xml(text.str().c_str());
+    ASSERT_TRUE(xml.SetFirstChildNode("R"));
+    EXPECT_STREQ(xml.GetStringData("f", ""), "0.1");
+    EXPECT_STREQ(xml.GetStringData("third", ""), "0.33333333");
+    EXPECT_STREQ(xml.GetStringData("ten", ""), "10");
+    EXPECT_STREQ(xml.GetStringData("big", ""), "1.2345679e+08");
+    EXPECT_STREQ(xml.GetStringData("b", ""), "true");
+    EXPECT_STREQ(xml.GetStringData("s", ""), "a<b");
+}
+
+TEST(McfDataXML, BrokenOrBottomlessTextsAreUsedAsFarAsTheyGo) {
+    EXPECT_FALSE(TMcfDataXML(nullptr).SetFirstChildNode("R"));
+    TMcfDataXML cut("<R><v>7</v><w>8");
+    ASSERT_TRUE(cut.SetFirstChildNode("R"));
+    EXPECT_EQ(cut.GetIntData("v", -1), 7);
+
+    // Nesting far beyond any real section must neither exhaust the stack nor lose
+    // the elements before it.
+    std::string deep = "<R><v>5</v>";
+    for (int i = 0; i < 200000; ++i) deep += "<a>";
+    TMcfDataXML nested(deep.c_str());
+    ASSERT_TRUE(nested.SetFirstChildNode("R"));
+    EXPECT_EQ(nested.GetIntData("v", -1), 5);
+}

@@ -1,0 +1,298 @@
+// The header object: its elements of the extension section, and the operations that
+// combine header and image (kinetic times, sensor geometry, merge, trim, metadata tags).
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "metadata/mcfdataxml.h"
+#include "records/KestoImage.h"
+
+namespace {
+
+// Opens up the header fields that only the record stream fills.
+class Probe : public TKestoImage {
+public:
+    using TKestoImage::TKestoImage;
+    using TKestoImageData::AClock, TKestoImageData::Clock, TKestoImageData::FlipX, TKestoImageData::FlipY;
+    using TKestoImageData::AuxFloatSetting1, TKestoImageData::AuxFloatSetting3, TKestoImageData::Operation;
+    using TKestoImageData::KineticCycleTime, TKestoImageData::TriggerSource;
+};
+
+std::unique_ptr<Probe> Image(TKavriRect detector, std::vector<TSubImage> subs, unsigned int frames) {
+    return std::make_unique<Probe>(detector, static_cast<unsigned int>(subs.size()), subs.data(), frames);
+}
+
+// Lowercase hex bytes each followed by ",", then "|".
+std::string HexFrame(const std::vector<unsigned char>& bytes) {
+    std::ostringstream os;
+    for (unsigned char b : bytes) os << std::hex << static_cast<int>(b) << ',';
+    return os.str() + "|";
+}
+
+// A packet written in reading order, stored last 16-bit word first.
+std::vector<unsigned char> StoredPacket(const std::vector<unsigned char>& reading) {
+    std::vector<unsigned char> stored;
+    for (std::size_t i = reading.size(); i >= 2; i -= 2) {
+        stored.push_back(reading[i - 2]);
+        stored.push_back(reading[i - 1]);
+    }
+    return stored;
+}
+
+// 48 bytes: CID 3 (the version), CID 6, then CID 1 only from version 4 on.
+std::vector<unsigned char> Packet(unsigned char version) {
+    std::vector<unsigned char> reading = {4, 0, 0, 0, 3, 0, 0, 0, version, 0, 0, 0,   //
+                                          4, 0, 0, 0, 6, 0, 0, 0, 0x34, 0x12, 0, 0};  //
+    const std::vector<unsigned char> cid1 = {8, 0, 0, 0, 1, 0, 0, 0, 8, 7, 6, 5, 4, 3, 2, 1};
+    if (version > 3) reading.insert(reading.end(), cid1.begin(), cid1.end());
+    reading.resize(48, 0);  // the end field and what follows it are zeros
+    return StoredPacket(reading);
+}
+
+const char kItem[] =
+    "<Signal>"
+    "<TKestoImageData><PreAmpGainText>Gain 4x</PreAmpGainText><SpectrographSerial>SR-303</SpectrographSerial>"
+    "<mSec>250</mSec><DIRECT_IRIS_PRESENT>1</DIRECT_IRIS_PRESENT><DIRECT_IRIS_POSITION>7</DIRECT_IRIS_POSITION>"
+    "<SIDE_IRIS_PRESENT>1</SIDE_IRIS_PRESENT><SIDE_IRIS_POSITION>3</SIDE_IRIS_POSITION>"
+    "<FullSerialNumber>CCD-12345</FullSerialNumber><DARKTHRESHOLD>12.5</DARKTHRESHOLD>"
+    "<FAST_KINETICS_OFFSET>4</FAST_KINETICS_OFFSET></TKestoImageData>"
+    "<TCalibImage><TCalibImageData /><TKavriImage><TKavriImageData><ImageFormat>1</ImageFormat>"
+    "<ReadoutPort>2</ReadoutPort><ExposureWindowHeight>16</ExposureWindowHeight><LineScanSpeed>0.5</LineScanSpeed>"
+    "<AlternatingReadoutDirection>1</AlternatingReadoutDirection><ScanSpeedControl>1</ScanSpeedControl>"
+    "<ReadoutDirection>5</ReadoutDirection><FastKineticsStorageMode>2</FastKineticsStorageMode>"
+    "<FastKineticsTimeScanMode>1</FastKineticsTimeScanMode><TickInterval>25</TickInterval><PIVMode>1</PIVMode>"
+    "<ExtendedDynamicRange>1</ExtendedDynamicRange></TKavriImageData></TKavriImage></TCalibImage>"
+    "</Signal>";
+
+const TKavriRect kStrip(1, 1, 4, 1);
+
+}  // namespace
+
+std::vector<double> ReadoutSettings(const TKestoImage& i) {
+    return {double(i.GetKavriImageDataFormat()), double(i.GetKavriImagePortReadoutMode()),
+            double(i.GetKavriImageExposureWindowHeight()), i.GetKavriImageLineScanSpeed(),
+            double(i.GetKavriImageAlternatingReadoutDirection()), double(i.GetKavriImageScanSpeedControl()),
+            double(i.GetKavriImageReadoutDirection()), double(i.GetFastKineticsStorageMode()),
+            double(i.GetFastKineticsTimeScanMode()), i.GetTickInterval(), double(i.GetPIVEnable()),
+            double(i.GetExtendedDynamicRange())};
+}
+
+TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefaults) {
+    auto image = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 1);
+    image->GetSpectSave().Present = 1;
+    TMcfDataXML xml(kItem);
+    ASSERT_TRUE(xml.SetFirstChildNode("Signal"));
+    EXPECT_FALSE(image->ReadXMLDataStructure(xml));  // no metadata element in this item
+    EXPECT_EQ(xml.getStackHeadIndex(), 1);
+    EXPECT_STREQ(image->GetPreAmpGainText(), "Gain 4x");
+    EXPECT_STREQ(image->GetSpectSave().SerialText, "SR-303");
+    EXPECT_EQ(image->GetMilliseconds(), 250);
+    // Both direct-iris values land in the position; the present flag keeps its default.
+    EXPECT_EQ(image->GetSpectSave().DirectIrisPresent, 0);
+    EXPECT_EQ(image->GetSpectSave().DirectIrisPosition, 7);
+    EXPECT_EQ(image->GetSpectSave().SideIrisPresent, 1);
+    EXPECT_EQ(image->GetSpectSave().SideIrisPosition, 3);
+    EXPECT_STREQ(image->GetSerialText(), "CCD-12345");
+    EXPECT_FLOAT_EQ(image->GetDarkThreshold(), 12.5f);
+    EXPECT_EQ(image->GetFastKineticsOffset(), 4);
+    EXPECT_EQ(ReadoutSettings(*image), (std::vector<double>{1, 2, 16, 0.5, 1, 1, 5, 2, 1, 25, 1, 1}));
+
+    // Without a spectrograph the serial is kept nowhere; empty elements give defaults.
+    auto bare = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 1);
+    TMcfDataXML again(kItem);
+    again.SetFirstChildNode("Signal");
+    bare->ReadXMLDataStructure(again);
+    EXPECT_STREQ(bare->GetKavriSpectSave().SerialText, "");
+    EXPECT_STREQ(bare->GetSpectSave().SerialText, "");
+    TMcfDataXML empty("<TKestoImageData/><TCalibImage><TKavriImage><TKavriImageData/></TKavriImage></TCalibImage>");
+    bare->ReadXMLDataStructure(empty);
+    EXPECT_EQ(bare->GetFastKineticsOffset(), -1);
+    EXPECT_FLOAT_EQ(bare->GetDarkThreshold(), 0.0f);  // not the constructor's -999
+    EXPECT_EQ(bare->GetSpectSave().DirectIrisPosition, -1);
+    EXPECT_EQ(bare->GetSpectSave().SideIrisPresent, -1);
+    EXPECT_EQ(ReadoutSettings(*bare), (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0}));
+
+    // A missing element changes nothing.
+    auto untouched = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 1);
+    TMcfDataXML other("<Something/>");
+    EXPECT_FALSE(untouched->TKestoImageData::ReadXMLDataStructure(other));
+    EXPECT_FALSE(untouched->TCalibImage::ReadXMLDataStructure(other));
+    EXPECT_FLOAT_EQ(untouched->GetDarkThreshold(), -999.0f);
+    EXPECT_EQ(untouched->GetKavriImagePortReadoutMode(), -1);
+}
+
+TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
+    auto source = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 2);
+    const std::string packets = HexFrame(Packet(5)) + HexFrame(Packet(3));
+    TMcfDataXML typed(
+        ("<TKestoImage><MetaDataLength>48</MetaDataLength><MetaData>" + packets + "</MetaData></TKestoImage>").c_str());
+    source->ReadXMLDataStructure(typed);
+    const unsigned char block[16] = {0x12, 0x34, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff};
+    source->GetIRIGDataHandler().SetIRIGAvailablity(true);
+    source->GetIRIGDataHandler().SetIRIGData(1, block);
+    source->SetPreAmpGainText("High");
+    source->SetSerial("SN-9");
+    source->SetDarkThreshold(-3.25f);
+    source->GetKavriSpectSave().Present = 1;
+    std::strcpy(source->GetKavriSpectSave().SerialText, "KS-77");
+    source->SetTickInterval(12.5);
+
+    TMcfDataXML built;
+    source->BuildXMLDataStructure(built);
+    std::ostringstream text;
+    text << built;
+    auto copy = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 2);
+    TMcfDataXML parsed(text.str().c_str());
+    EXPECT_TRUE(copy->ReadXMLDataStructure(parsed));
+    EXPECT_STREQ(copy->GetPreAmpGainText(), "High");
+    EXPECT_STREQ(copy->GetSerialText(), "SN-9");
+    EXPECT_FLOAT_EQ(copy->GetDarkThreshold(), -3.25f);
+    EXPECT_EQ(ReadoutSettings(*copy), ReadoutSettings(*source));
+    EXPECT_TRUE(copy->GetIRIGDataHandler().GetIRIGAvailablity());
+    EXPECT_EQ(std::memcmp(copy->GetIRIGDataHandler().GetIRIGData(1), block, 16), 0);
+    EXPECT_TRUE(copy->GetMetaDataHandler().GetAvailablity());
+    EXPECT_EQ(std::string(copy->GetMetaDataHandler().GetAllMetaData()), packets);
+
+    // The serial of the present spectrograph goes out, else the gain text again.
+    TMcfDataXML check(text.str().c_str());
+    ASSERT_TRUE(check.SetFirstChildNode("TKestoImageData"));
+    EXPECT_STREQ(check.GetStringData("SpectrographSerial", ""), "KS-77");
+    source->GetKavriSpectSave().Present = 0;
+    TMcfDataXML noSpectrograph;
+    source->BuildXMLDataStructure(noSpectrograph);
+    ASSERT_TRUE(noSpectrograph.SetFirstChildNode("TKestoImageData"));
+    EXPECT_STREQ(noSpectrograph.GetStringData("SpectrographSerial", ""), "High");
+}
+
+TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
+    auto image = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 2);
+    TMcfDataXML xml(("<TKestoImage><MetaDataLength>48</MetaDataLength><MetaData>" + HexFrame(Packet(5)) +
+                     HexFrame(Packet(3)) + "</MetaData></TKestoImage>")
+                        .c_str());
+    image->ReadXMLDataStructure(xml);
+
+    EXPECT_EQ(image->GetMetaDataTagValue(1, 1), 0x0102030405060708ull);
+    EXPECT_EQ(image->GetMetaDataTagValue(1, 3), 5u);
+    EXPECT_EQ(image->GetMetaDataTagValue(1, 6), 0x1234u);
+    EXPECT_EQ(image->GetMetaDataTagValue(1, 2), 0u);  // not in the packet
+    EXPECT_EQ(image->GetMetaDataTagValue(1, 9), 0u);
+    EXPECT_EQ(image->GetMetaDataTagValue(2, 3), 3u);
+    EXPECT_EQ(image->GetMetaDataTagValue(2, 6), 0u);  // needs a version above 3
+    EXPECT_EQ(image->GetMetaDataTagValue(2, 1), 0u);  // frame 1's value does not linger
+    EXPECT_EQ(image->GetMetaDataTagValue(3, 3), 0u);  // beyond the series
+}
+
+TEST(KestoImage, KineticTimeFromGateStepStampsOrCycleTime) {
+    auto image = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 3);
+    image->KineticCycleTime = 0.5f;
+    EXPECT_FLOAT_EQ(image->GetKineticTime(0), -1.0f);
+    EXPECT_FLOAT_EQ(image->GetKineticTime(4), -1.0f);
+    EXPECT_FLOAT_EQ(image->GetKineticTime(1), 0.0f);
+    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 1.0f);
+    image->SetMetaDataFlag(1);
+    image->SetTimeStamp(1, 250000);  // microseconds
+    EXPECT_FLOAT_EQ(image->GetKineticTime(2), 0.25f);
+    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 1.0f);  // stamp 0 falls back to the cycle
+    image->TriggerSource = 2;
+    EXPECT_FLOAT_EQ(image->GetKineticTime(3), -1.0f);
+    image->TriggerSource = 6;
+    image->KineticCycleTime = 1e-9f;
+    EXPECT_FLOAT_EQ(image->GetKineticTime(3), -1.0f);
+
+    image->SetHeadModel("iStar QM4");
+    image->Operation = 5;
+    image->AuxFloatSetting1 = 1000.0f;  // picoseconds
+    image->AuxFloatSetting3 = 500.0f;
+    EXPECT_FLOAT_EQ(image->GetKineticTime(1), 1e-9f);
+    EXPECT_FLOAT_EQ(image->GetKineticTime(2), 1.5e-9f);
+    image->SetHeadModel("QM7");
+    image->GetICCDSave().GaterTime1PS = 2000;
+    image->GetICCDSave().DelayStepCoeffA = 1000.0;
+    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 4e-9f);
+}
+
+TEST(KestoImage, SensorSubImageUndoesRotationThenFlips) {
+    auto wide = Image(TKavriRect(1, 256, 1024, 1), {TSubImage(1, 256, 10, 1, 1, 1)}, 1);
+    wide->FlipX = 1;
+    EXPECT_EQ(wide->GetCCDSubimageFormat(1), TSubImage(1015, 256, 1024, 1, 1, 1));
+    EXPECT_EQ(wide->GetCCDSubimageFormat(2), TSubImage());
+
+    // 100 columns by 50 rows as stored; the sensor is 50 by 100.
+    auto turned = Image(TKavriRect(1, 50, 100, 1), {TSubImage(11, 40, 20, 31, 2, 1)}, 1);
+    turned->Clock = 1;
+    EXPECT_EQ(turned->GetCCDSubimageFormat(1), TSubImage(61, 20, 70, 11, 1, 2));
+    turned->AClock = 1;  // wins over Clock
+    turned->FlipY = 1;
+    EXPECT_EQ(turned->GetCCDSubimageFormat(1), TSubImage(31, 70, 40, 61, 1, 2));
+}
+
+TEST(KestoImage, MergeStacksEveryFrameIntoOneAndKeepsItsOwnFileName) {
+    auto series = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 3);
+    for (unsigned int f = 1; f <= 3; ++f) {
+        float* p = series->ObtainWriteImagePtr(f);
+        for (int i = 0; i < 4; ++i) p[i] = static_cast<float>(10 * f + i);
+        series->ReleaseImagePtr(f);
+    }
+    series->SetHeadModel("DU420");
+    series->SetFilename("run.sif");
+    series->SetDarkThreshold(5.0f);
+
+    std::unique_ptr<TKestoImage> merged(series->MergeSpectraToImage());
+    ASSERT_TRUE(merged);
+    EXPECT_EQ(merged->GetNumberImages(), 1u);
+    EXPECT_EQ(merged->GetDetectorRect(), (LONG_RECT{1, 3, 4, 1}));
+    EXPECT_EQ(merged->GetSubImages()[0], TSubImage(1, 3, 4, 1, 1, 1));
+    const float* p = merged->ObtainReadImagePtr(1);
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(std::vector<float>(p, p + 12), (std::vector<float>{10, 11, 12, 13, 20, 21, 22, 23, 30, 31, 32, 33}));
+    merged->ReleaseImagePtr(1);
+    char text[TKestoImageData::kTextCapacity + 1];
+    merged->GetHeadModel(text);
+    EXPECT_STREQ(text, "DU420");
+    merged->GetFilename(text);
+    EXPECT_STREQ(text, "");  // file name and dark threshold stay the new image's own
+    EXPECT_FLOAT_EQ(merged->GetDarkThreshold(), -999.0f);
+
+    // Pixels that were never read cannot be merged.
+    Probe headerOnly(kStrip, 1, series->GetSubImages(), 3, false, false, DataStore::Float);
+    EXPECT_EQ(headerOnly.MergeSpectraToImage(), nullptr);
+}
+
+TEST(KestoImage, TrimKeepsTheCentredBandOnEachBinningGrid) {
+    // Two sub-images over 8 columns: binned by 2 in row 1, unbinned in row 2.
+    auto image = Image(TKavriRect(1, 2, 8, 1), {TSubImage(1, 1, 8, 1, 1, 2), TSubImage(1, 2, 8, 2, 1, 1)}, 1);
+    float* p = image->ObtainWriteImagePtr(1);
+    const float pixels[12] = {1, 2, 3, 4, 11, 12, 13, 14, 15, 16, 17, 18};
+    std::memcpy(p, pixels, sizeof pixels);
+    image->ReleaseImagePtr(1);
+    image->SetXIsWavelength(0);
+    image->SetXCalConstants(100.0, 2.0, 0.5, 0.25);
+    image->SetXType(CalibAxis::PixelNumber, nullptr);
+    image->SetYCalConstants(1, 2, 3, 4);
+
+    // Band of 4 in 8 columns: 3 to 6. Binned by 2 it narrows to 3..5, and only the
+    // pair 3-4 ends inside the band.
+    std::unique_ptr<TKestoImage> trimmed(image->Trim(4));
+    ASSERT_TRUE(trimmed);
+    EXPECT_EQ(trimmed->GetDetectorRect(), (LONG_RECT{1, 2, 4, 1}));
+    EXPECT_EQ(trimmed->GetSubImages()[0], TSubImage(1, 1, 4, 1, 1, 2));
+    EXPECT_EQ(trimmed->GetSubImages()[1], TSubImage(1, 2, 4, 2, 1, 1));
+    const float* q = trimmed->ObtainReadImagePtr(1);
+    ASSERT_NE(q, nullptr);
+    EXPECT_EQ(std::vector<float>(q, q + 6), (std::vector<float>{2, 0, 13, 14, 15, 16}));
+    trimmed->ReleaseImagePtr(1);
+
+    // c0 becomes the value at column 3: 100 + 3*2 + 9*0.5 + 27*0.25.
+    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(0), 117.25);
+    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(2), 0.5);
+    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(3), 0.25);
+    EXPECT_EQ(trimmed->GetXType(), CalibAxis::PixelNumber);
+    EXPECT_FLOAT_EQ(trimmed->GetYCalConstant(3), 4.0f);
+
+    EXPECT_EQ(image->Trim(0), nullptr);
+    EXPECT_EQ(image->Trim(9), nullptr);
+}

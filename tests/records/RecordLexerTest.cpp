@@ -1,0 +1,233 @@
+// The record lexer must give what formatted extraction gives: value bits, state bits
+// and bytes consumed, for every field type, on every kind of stream.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <locale>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "api/MemoryStream.h"
+#include "records/RecordStream.h"
+
+namespace {
+
+// A buffer over a text that reports how many bytes were taken.
+class TextBuf : public std::streambuf {
+public:
+    explicit TextBuf(const std::string& text) : text_(text) { setg(&text_[0], &text_[0], &text_[0] + text_.size()); }
+    long Taken() const { return static_cast<long>(gptr() - eback()); }
+
+private:
+    std::string text_;
+};
+
+template <class T>
+struct Outcome {
+    T value;
+    std::ios::iostate state;
+    long taken;
+    bool operator==(const Outcome& o) const {
+        return std::memcmp(&value, &o.value, sizeof value) == 0 && state == o.state && taken == o.taken;
+    }
+};
+
+template <class T>
+Outcome<T> Lex(const std::string& text, bool lexer, std::ios::iostate before = std::ios::goodbit) {
+    TextBuf buf(text);
+    std::istream is(&buf);
+    is.setstate(before);
+    T value{};
+    std::memset(&value, 0x5A, sizeof value);  // shows whether a read stored anything
+    if (lexer)
+        RecordStream::Read(is, value);
+    else
+        RecordStream::ReadFormatted(is, value);
+    return {value, is.rdstate(), buf.Taken()};
+}
+
+template <class T>
+void ExpectSame(const std::string& text, std::ios::iostate before = std::ios::goodbit) {
+    const Outcome<T> lexed = Lex<T>(text, true, before), formatted = Lex<T>(text, false, before);
+    ASSERT_TRUE(lexed == formatted) << "text \"" << text << "\" (" << text.size() << " bytes), type size "
+                                    << sizeof(T) << ": lexer state " << lexed.state << " taken " << lexed.taken
+                                    << ", formatted state " << formatted.state << " taken " << formatted.taken;
+}
+
+template <class... Ts>
+void ExpectSameForAll(const std::string& text) {
+    (ExpectSame<Ts>(text), ...);
+    (ExpectSame<Ts>(text, std::ios::failbit), ...);
+}
+
+#define ALL_TYPES int, unsigned int, long, unsigned long, long long, unsigned long long, float, double, bool, char
+
+// Bytes that matter to numbers, blanks of every kind, and a few that are neither (the NUL too).
+const char kAlphabetBytes[] = "0123456789+-.eExX \t\n\v\f\r\x1c\xa0" "a";
+const std::string kAlphabet(kAlphabetBytes, sizeof kAlphabetBytes);
+
+}  // namespace
+
+TEST(RecordLexer, HandWorkedCasesMatchTheRules) {
+    constexpr auto good = std::ios::goodbit, fail = std::ios::failbit, eof = std::ios::eofbit;
+    // "-1" negates in unsigned arithmetic; overflow stores the bound and fails.
+    EXPECT_TRUE((Lex<unsigned>("-1 ", true) == Outcome<unsigned>{4294967295u, good, 2}));
+    EXPECT_TRUE((Lex<unsigned>("-4294967296", true) == Outcome<unsigned>{4294967295u, fail | eof, 11}));
+    EXPECT_TRUE((Lex<int>(" -2147483649x", true) == Outcome<int>{-2147483647 - 1, fail, 12}));
+    EXPECT_TRUE((Lex<int>("99999999999999999999", true) == Outcome<int>{2147483647, fail | eof, 20}));
+    EXPECT_TRUE((Lex<long>("-9223372036854775808", true) == Outcome<long>{-9223372036854775807L - 1, eof, 20}));
+    // No hex prefix: "0x1A" is 0 followed by 'x'; a lone sign is consumed and fails.
+    EXPECT_TRUE((Lex<int>("\r\n\t0x1A", true) == Outcome<int>{0, good, 4}));
+    EXPECT_TRUE((Lex<int>("+ 5", true) == Outcome<int>{0, fail, 1}));
+    // Bools: only 0 and 1; "2" stores true and fails.
+    EXPECT_TRUE((Lex<bool>("2", true) == Outcome<bool>{true, fail | eof, 1}));
+    EXPECT_TRUE((Lex<bool>("01\n", true) == Outcome<bool>{true, good, 2}));
+    // Floats: "1." and ".5" are numbers, "1e" is not (both bytes taken), "inf" takes nothing.
+    EXPECT_TRUE((Lex<double>("1.", true) == Outcome<double>{1.0, eof, 2}));
+    EXPECT_TRUE((Lex<double>("+.5e-3 ", true) == Outcome<double>{0.0005, good, 6}));
+    EXPECT_TRUE((Lex<double>("1e ", true) == Outcome<double>{0.0, fail, 2}));
+    EXPECT_TRUE((Lex<double>("inf", true) == Outcome<double>{0.0, fail, 0}));
+    EXPECT_TRUE((Lex<double>("1e400", true) == Outcome<double>{1.7976931348623157e308, fail | eof, 5}));
+    EXPECT_TRUE((Lex<float>("-1e39", true) == Outcome<float>{-3.40282347e38f, fail | eof, 5}));
+    EXPECT_TRUE((Lex<double>("-1e-400", true) == Outcome<double>{-0.0, eof, 7}));
+    // Only blanks, or a stream already failed: nothing stored.
+    EXPECT_EQ(Lex<int>(" \n ", true).state, fail | eof);
+    EXPECT_EQ(Lex<int>(" \n ", true).value, 0x5A5A5A5A);
+    EXPECT_EQ(Lex<int>("7", true, fail).taken, 0);
+    for (const char* text : {"-1 ", "-4294967296", " -2147483649x", "99999999999999999999", "\r\n\t0x1A", "+ 5",
+                             "2", "01\n", "1.", "+.5e-3 ", "1e ", "inf", "nan", "1e400", "-1e39", "-1e-400", " \n ",
+                             "0x1p3", "1e+-5", "1.2.3", "-.", "1e5.5", "00012", "-0", "1E+0009x"})
+        ExpectSameForAll<ALL_TYPES>(text);
+}
+
+TEST(RecordLexer, LongMantissasRoundAsTheWholeText) {
+    // 1 + 2^-53 and 1 + 2^-24 lie halfway between neighbours: exactly halfway rounds to
+    // even (1), any non-zero digit far behind rounds up, past the kept digits too.
+    const std::string halfD = "1.00000000000000011102230246251565404236316680908203125";
+    const std::string halfF = "1.000000059604644775390625";
+    const std::string tail = std::string(900, '0') + "1";
+    EXPECT_EQ(Lex<double>(halfD, true).value, 1.0);
+    EXPECT_EQ(Lex<double>(halfD + tail, true).value, 1.0 + 0x1p-52);
+    EXPECT_EQ(Lex<float>(halfF, true).value, 1.0f);
+    EXPECT_EQ(Lex<float>(halfF + tail, true).value, 1.0f + 0x1p-23f);
+    // Half the smallest denormal, 2^-1075 = 5^1075 / 10^1075, has 752 significant
+    // digits: exactly it rounds to even (0), a digit behind it up to 2^-1074.
+    std::string five(1, '1');
+    for (int n = 0; n < 1075; ++n) {
+        int carry = 0;
+        for (auto it = five.rbegin(); it != five.rend(); ++it) {
+            const int v = (*it - '0') * 5 + carry;
+            *it = static_cast<char>('0' + v % 10), carry = v / 10;
+        }
+        if (carry) five.insert(five.begin(), static_cast<char>('0' + carry));
+    }
+    const std::string halfDenormal = "0." + std::string(1075 - five.size(), '0') + five;
+    EXPECT_EQ(Lex<double>(halfDenormal, true).value, 0.0);
+    EXPECT_EQ(Lex<double>(halfDenormal + "0001", true).value, 0x1p-1074);
+    const std::string zeros(2000, '0');
+    for (const std::string& text : std::vector<std::string>{halfD, halfD + tail, halfDenormal, halfDenormal + "1", halfF, halfF + tail, "1" + zeros, "0." + zeros + "1e2003",
+                                    "-" + zeros + "." + zeros + "7e-310", "2.4703282292062327e-324",
+                                    "2.4703282292062328e-324", "7.006492321624085e-46", "3.4028235677973366e38",
+                                    "1.7976931348623158e308", "1.7976931348623159e308", "1e99999999999999999999",
+                                    "1e-99999999999999999999", "0e99999999999"})
+        ExpectSameForAll<float, double>(text);
+}
+
+TEST(RecordLexer, RandomAndMutatedTextsMatchFormattedExtraction) {
+    std::mt19937_64 rng(20261123);
+    auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
+    std::vector<std::string> seeds = {"2147483647", "2147483648", "-2147483649", "4294967296",
+                                      "9223372036854775808", "-9223372036854775809", "18446744073709551616",
+                                      "3.4028235e38", "1.17549435e-38", "4.9406564584124654e-324"};
+    char printed[64];
+    for (int i = 0; i < 300000; ++i) {
+        std::string text;
+        if (i % 2 == 0) {  // random bytes of the number alphabet
+            for (std::size_t n = pick(20); n > 0; --n) text += kAlphabet[pick(kAlphabet.size())];
+        } else {  // a printed or boundary number, then a few edits
+            const unsigned long long bits = rng() >> pick(64);
+            double d;
+            std::memcpy(&d, &bits, sizeof d);
+            if (i % 6 == 1) std::snprintf(printed, sizeof printed, "%s%llu", i % 4 == 1 ? "-" : "", bits);
+            if (i % 6 == 3) std::snprintf(printed, sizeof printed, "%.*g", static_cast<int>(pick(20)), d);
+            text = i % 6 == 5 ? seeds[pick(seeds.size())] : printed;
+            for (std::size_t n = pick(4); n > 0; --n) {
+                const std::size_t at = pick(text.size() + 1);
+                const char c = kAlphabet[pick(kAlphabet.size())];
+                if (pick(3) == 0 && at < text.size()) text.erase(at, 1);
+                else if (pick(2) == 0 && at < text.size()) text[at] = c;
+                else text.insert(at, 1, c);
+            }
+        }
+        ExpectSame<int>(text), ExpectSame<unsigned int>(text), ExpectSame<long>(text);
+        ExpectSame<unsigned long long>(text), ExpectSame<float>(text), ExpectSame<double>(text);
+        ExpectSame<bool>(text);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(RecordLexer, EveryStreamKindAndSettingAgrees) {
+    // A file long enough that numbers straddle the file buffer's refills, read to its end.
+    std::string text;
+    for (unsigned i = 0; i < 20000; ++i) {
+        char line[64];
+        std::snprintf(line, sizeof line, "%10u\n%20llu\n%.9g ", i * 2654435761u, i * 0x9E3779B97F4A7C15ull, i / 7.0);
+        text += line;
+    }
+    text += "12";
+    const std::string path = ::testing::TempDir() + "record_lexer_numbers.txt";
+    std::ofstream(path, std::ios::binary) << text;
+    std::ifstream lexFile(path, std::ios::binary), refFile(path, std::ios::binary);
+    std::istringstream lexString(text), refString(text);
+    TMemoryStream lexMemory(text.data(), text.size()), refMemory(text.data(), text.size());
+    std::istream* pairs[3][2] = {{&lexFile, &refFile}, {&lexString, &refString}, {&lexMemory, &refMemory}};
+    for (auto& pair : pairs) {
+        unsigned a = 0, b = 0;
+        unsigned long long c = 0, d = 0;
+        float e = 0, f = 0;
+        for (unsigned i = 0; i <= 20000; ++i) {
+            RecordStream::Read(*pair[0], a), RecordStream::ReadFormatted(*pair[1], b);
+            RecordStream::Read(*pair[0], c), RecordStream::ReadFormatted(*pair[1], d);
+            RecordStream::Read(*pair[0], e), RecordStream::ReadFormatted(*pair[1], f);
+            ASSERT_TRUE(a == b && c == d && std::memcmp(&e, &f, sizeof e) == 0) << "line " << i;
+        }
+        EXPECT_EQ(pair[0]->rdstate(), pair[1]->rdstate());
+        EXPECT_EQ(a, 12u);
+    }
+    std::remove(path.c_str());
+
+    // Other bases, alphabetic bools and no whitespace skipping are the stream's own rules.
+    for (auto flags : {std::ios::hex, std::ios::oct, std::ios::boolalpha, std::ios::fmtflags{}}) {
+        for (const char* t : {" 0x1f", "017", "true", " 12", "1"}) {
+            std::istringstream lexed(t), formatted(t);
+            lexed.flags(flags), formatted.flags(flags);
+            int x = 3, y = 3;
+            bool p = false, q = false;
+            RecordStream::Read(lexed, x), RecordStream::ReadFormatted(formatted, y);
+            RecordStream::Read(lexed, p), RecordStream::ReadFormatted(formatted, q);
+            EXPECT_TRUE(x == y && p == q && lexed.rdstate() == formatted.rdstate()) << t << " flags " << flags;
+        }
+    }
+    // So is a locale of its own.
+    struct Comma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+    std::istringstream lexed("2 1,5"), formatted("2 1,5");
+    double x = 0, y = 0;
+    RecordStream::Read(lexed, x), RecordStream::ReadFormatted(formatted, y);
+    lexed.imbue(std::locale(std::locale::classic(), new Comma));
+    formatted.imbue(lexed.getloc());
+    RecordStream::Read(lexed, x), RecordStream::ReadFormatted(formatted, y);
+    EXPECT_EQ(x, 1.5);
+    EXPECT_EQ(x, y);
+
+    // A failure the stream's exception mask names throws, as formatted extraction does.
+    std::istringstream throwing("x");
+    throwing.exceptions(std::ios::failbit);
+    double v = 0;
+    EXPECT_THROW(RecordStream::Read(throwing, v), std::ios::failure);
+}
