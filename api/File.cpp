@@ -15,6 +15,7 @@
 
 #include "api/MCFIOManager.h"
 #include "api/PropertyTable.h"
+#include "api/ReadDiagnosis.h"
 
 namespace kvmcf {
 
@@ -39,6 +40,20 @@ const char* CodeText(unsigned int code) {
     std::string message = CodeText(code);
     if (!what.empty()) message = what + ": " + message;
     throw Error(code, message);
+}
+
+// A format error, with where reading stopped.
+[[noreturn]] void FailFormat(const std::string& what, const ReadDiagnosis::Diagnosis& d) {
+    if (d.stop.intact) Fail(result::FormatError, what);
+    Position where;
+    where.source = d.stop.source;
+    where.image = static_cast<int>(d.stop.image);
+    where.record = d.stop.record;
+    where.field = d.stop.field;
+    where.offset = d.stop.offset;
+    std::string message = CodeText(result::FormatError);
+    if (!what.empty()) message = what + ": " + message;
+    throw Error(result::FormatError, message + " (" + d.Describe() + ")", where);
 }
 
 PropertyType TypeOf(unsigned int code) {
@@ -182,7 +197,7 @@ File File::open(const std::string& path, OpenOptions options) {
     impl->options = options;
     // A path that cannot be opened is a format error, as for the C open.
     impl->fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (impl->fd < 0) Fail(result::FormatError, path);
+    if (impl->fd < 0) FailFormat(path, ReadDiagnosis::DiagnoseFile(path));
     // Parse through our own descriptor, so the records and the pixels come from the
     // same file even if the path is replaced meanwhile.
     std::string parsed = "/proc/self/fd/" + std::to_string(impl->fd);
@@ -191,6 +206,7 @@ File File::open(const std::string& path, OpenOptions options) {
     name.push_back('\0');
     impl->manager.SetFileAccessMode(options.mode == ReadMode::HeaderOnly ? KVMCF_READ_HEADER_ONLY : KVMCF_READ_ALL);
     const unsigned int code = impl->manager.ReadFromFile(name.data());
+    if (code == result::FormatError) FailFormat(path, ReadDiagnosis::DiagnoseFile(parsed));
     if (code != result::Success) Fail(code, path);
     impl->Open();
     return File(std::move(impl));
@@ -212,6 +228,7 @@ File File::fromBytes(const void* bytes, std::size_t size, ReadMode mode) {
     } catch (const TMCFLoadException&) {
         code = result::FormatError;
     }
+    if (code == result::FormatError) FailFormat(std::string(), ReadDiagnosis::DiagnoseBytes(bytes, size));
     if (code != result::Success) Fail(code);
     impl->Open();
     return File(std::move(impl));

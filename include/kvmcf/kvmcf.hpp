@@ -63,6 +63,7 @@ struct Position {
     int source = -1;          // SourceId value
     int image = -1;           // image of that source, from 0
     std::string record;       // the record being read
+    std::string field;        // the field, where it is known
     long long offset = -1;    // byte offset in the file
 };
 

@@ -327,6 +327,21 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
         }
         EXPECT_EQ(CodeOf([&] { kvmcf::File::open("/nonexistent/kvmcf.mcf", mode); }), KVMCF_FORMAT_ERROR);
     }
+    // Format errors say where reading stopped: the signal's first image, in the record cut short.
+    const std::string cut = prefix.substr(0, prefix.size() - 20);
+    for (const std::string& bytes : {whole.substr(0, 300), cut}) {
+        try {
+            kvmcf::File::fromBytes(bytes.data(), bytes.size());
+            ADD_FAILURE();
+        } catch (const kvmcf::Error& e) {
+            ASSERT_TRUE(e.position().has_value());
+            EXPECT_EQ(e.position()->source, 0);
+            EXPECT_EQ(e.position()->image, 0);
+            EXPECT_EQ(e.position()->record, bytes.size() == 300 ? "instrument header" : "image data");
+            EXPECT_GT(e.position()->offset, static_cast<long long>(kMagic.size()));
+            EXPECT_LE(e.position()->offset, static_cast<long long>(bytes.size()));
+        }
+    }
     EXPECT_EQ(CodeOf([] { kvmcf::File::fromBytes(nullptr, 10); }), KVMCF_P1INVALID);
     EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(whole.data(), 0); }), KVMCF_P2INVALID);
     // An unknown version opens with no sources, as in C.
