@@ -430,7 +430,7 @@ unsigned int TMCFIOManager::GetPropertyValue(KVMCF_DataSource source, const char
     const PropertyTable::Row* row = PropertyTable::FindForValue(name);
     if (row == nullptr) return KVMCF_P2INVALID;
     const PropertyTable::Context context{*this, source, *image, name};
-    return PropertyTable::WriteValue(*row, context, value, size);
+    return row->format(context, value, size);
 }
 
 unsigned int TMCFIOManager::GetPropertyType(KVMCF_DataSource source, const char* name, KVMCF_PropertyType* type) {

@@ -425,10 +425,10 @@ const Row* FindForType(const char* name) {
     return nullptr;
 }
 
-unsigned int WriteValue(const Row& row, const Context& context, char* value, unsigned int size) {
+unsigned int Row::format(const Context& context, char* value, unsigned int size) const {
     Value typed;
-    const unsigned int result = row.read(context, &typed);
-    FormatValue(row, typed, value, size);
+    const unsigned int result = read(context, &typed);
+    FormatValue(*this, typed, value, size);
     return result;
 }
 
@@ -439,15 +439,15 @@ void FormatValue(const Row& row, const Value& value, char* text, unsigned int si
     } else if (const auto* s = std::get_if<std::string>(&value)) {
         PutText(text, size, s->c_str());
     } else if (const auto* i = std::get_if<long long>(&value)) {
-        Put(text, size, row.format, static_cast<int>(*i));
+        Put(text, size, row.pattern, static_cast<int>(*i));
     } else if (const auto* u = std::get_if<unsigned long long>(&value)) {
         // Only the 64-bit format prints the whole word.
-        if (std::strstr(row.format, "I64"))
-            Put(text, size, row.format, *u);
+        if (std::strstr(row.pattern, "I64"))
+            Put(text, size, row.pattern, *u);
         else
-            Put(text, size, row.format, static_cast<unsigned int>(*u));
+            Put(text, size, row.pattern, static_cast<unsigned int>(*u));
     } else {
-        Put(text, size, row.format, std::get<double>(value));
+        Put(text, size, row.pattern, std::get<double>(value));
     }
 }
 

@@ -40,9 +40,13 @@ struct Row {
     Match match;
     unsigned int type;    // a KVMCF_PropertyType value, or the bare 1 of the one-byte codes
     Reader read;
-    const char* format;   // printf format of numbers; null for texts
-    Writer write;         // null: the generic formatting of `format`
+    const char* pattern;  // printf format of numbers; null for texts
+    Writer write;         // null: the generic formatting of `pattern`
     TypeCheck checkType;  // null: the fixed type
+
+    // The value query on this row: reads the value and writes its text into value
+    // (size bytes, last byte already cleared); returns the result code.
+    unsigned int format(const Context& context, char* value, unsigned int size) const;
 };
 
 // In the order the value query compares.
@@ -54,9 +58,6 @@ const Row* FindForValue(const char* name);
 // differ, and the difference decides the type of overlapping names.
 const Row* FindForType(const char* name);
 
-// The value query on a matched row: reads the value and writes its text into
-// value (size bytes, last byte already cleared); returns the result code.
-unsigned int WriteValue(const Row& row, const Context& context, char* value, unsigned int size);
 // The text a value query with a buffer of size bytes writes for a value read from row.
 void FormatValue(const Row& row, const Value& value, char* text, unsigned int size);
 
