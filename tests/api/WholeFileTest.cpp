@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <locale>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -214,6 +215,20 @@ TEST_F(WholeFile, IndexedNamesBuffersAndUnknownNames) {
     EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_SIGNAL, "Nope", kept, 4), KVMCF_P2INVALID);
     EXPECT_STREQ(kept, "abc");
     EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_REFERENCE, "Type", kept, 4), KVMCF_NOT_PRESENT);
+}
+
+// A host program's global locale with a decimal comma must not change how records read.
+TEST_F(WholeFile, HostLocaleDoesNotChangeReading) {
+    struct DecimalComma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+    KVMCF_CloseFile();
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new DecimalComma));
+    const unsigned int opened = KVMCF_ReadFromFile(file_->CPath());
+    std::locale::global(previous);
+    ASSERT_EQ(opened, KVMCF_SUCCESS);
+    EXPECT_EQ(Value("Temperature"), "-5.5");
+    EXPECT_EQ(Value("GateDelayStep"), "0.5");
 }
 
 TEST_F(WholeFile, IntensifiedHeadsReportTheIntensifierRecord) {
