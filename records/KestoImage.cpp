@@ -377,10 +377,13 @@ bool TKestoImage::ReadXMLDataStructure(TMcfDataXML& xml) {
         irigDataHandler.SetIRIGAvailablity(xml.GetIntData("IRIGAvailable", 0) != 0);
         if (const char* irig = xml.GetStringData("IRIGData", nullptr)) irigDataHandler.SetAllIRIGDataAsHex(irig);
 
-        const int length = xml.GetIntData("MetaDataLength", 0);
+        int length = xml.GetIntData("MetaDataLength", 0);
+        // No packet is longer than the decoder's word counter reaches; a longer or
+        // negative length would only size buffers for nothing.
+        if (length < 0 || static_cast<unsigned int>(length) > MetaData::kMaxSizeOfMetaData) length = 0;
         metaDataHandler.SetAvailablity(length != 0);
         metaDataHandler.SetDataLength(length);
-        metaDataPacket.SetSizeOfMetaData(length > 0 ? static_cast<unsigned int>(length) : 0);
+        metaDataPacket.SetSizeOfMetaData(static_cast<unsigned int>(length));
         if (length != 0) metaDataHandler.SetAllMetaData(xml.GetStringData("MetaData", nullptr));
         xml.PopNode();
     }
