@@ -1,0 +1,86 @@
+// Where and why a multi-channel file stops reading.
+//
+// Re-reads a file record by record with the library's own record readers, in the
+// same order as the open sequence, and notes the position before each record. When a
+// record fails, the stream's position after the failure is where reading stopped;
+// for the file header, the calibration record and the image data record the failing
+// field is found too. Pixel blocks are never loaded: a short block is measured, and
+// the whole frames it still holds are counted.
+//
+// Diagnosis never throws for bad input and allocates nothing sized by the file
+// beyond what the record readers themselves allow.
+#ifndef KVMCF_API_READDIAGNOSIS_H
+#define KVMCF_API_READDIAGNOSIS_H
+
+#include <cstddef>
+#include <istream>
+#include <string>
+
+namespace ReadDiagnosis {
+
+// The parts of a file, in the order they are read.
+enum class Part {
+    None,              // nothing failed
+    FileHeader,        // magic line and version word
+    SourceCount,       // the image count in front of a data source
+    InstrumentHeader,  // instrument header record with its sub-records
+    Calibration,       // calibration record
+    ImageData,         // image data record (text part)
+    PixelBlock,        // the pixels after the image data record
+    ExtensionSection,  // the section framed at the end of the file
+};
+
+// Stable lower-case name of a part: "file header", "source count", "instrument header",
+// "calibration", "image data", "pixel block", "extension section"; "" for None.
+const char* PartName(Part part);
+
+// "signal", "reference", "background", "live", "source" for slots 0..4; "" otherwise.
+const char* SourceName(int slot);
+
+// The first place where reading stops.
+struct ReadStop {
+    bool intact = true;      // the whole file reads; the fields below are then unset
+    int source = -1;         // data source slot 0..4 in file order; -1 before the first source
+    unsigned int image = 0;  // 0-based image within the source (a count above 1 stores several)
+    Part part = Part::None;
+    std::string record;     // PartName(part)
+    std::string field;      // the field, where the reader can tell; else empty
+    long long offset = -1;  // byte offset where reading stopped
+    std::string expected;   // what had to stand there
+};
+
+// What was found of one data source.
+struct SourceState {
+    int count = 0;                 // images the file declares (0 or less: absent)
+    bool reached = false;          // reading got as far as this source's count
+    bool intact = false;           // every image of the source read whole
+    unsigned int frames = 0;       // frames the last image read declares
+    unsigned int wholeFrames = 0;  // frames whose pixels are all in the file
+    unsigned int frameLength = 0;  // pixels per frame
+    long long headerOffset = -1;   // where the last image's instrument header starts
+    long long dataStart = -1;      // first pixel byte of the last image, when its text read whole
+};
+
+struct Diagnosis {
+    ReadStop stop;
+    SourceState sources[5];
+    long long fileSize = -1;
+    bool formatKnown = false;  // magic line and version 1.2 recognised: sources are read
+    unsigned int versionWord = 0;
+    bool hasExtension = false;       // a well framed extension section ends the file
+    long long extensionOffset = -1;  // where its text starts
+
+    // One line: "intact" or "<source> source, image N, <record> record, <field>, byte B: expected E".
+    std::string Describe() const;
+};
+
+// Diagnoses the file held in a seekable stream from its start. The stream is left
+// in an unspecified state.
+Diagnosis Diagnose(std::istream& is);
+Diagnosis DiagnoseBytes(const void* bytes, std::size_t size);
+// A path that cannot be opened stops at offset 0 of the file header, expected "a readable file".
+Diagnosis DiagnoseFile(const std::string& path);
+
+}  // namespace ReadDiagnosis
+
+#endif

@@ -1,0 +1,207 @@
+// Pixels and rectangles through binned sub-images, region extremes with their
+// positions, the most frequent value, and images whose geometry lies.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "image/KavriImage.h"
+
+namespace {
+
+// Lower: columns 1..4 with 2 columns a bin, rows 1..2 -> 2 x 2 stored, offset 0.
+// Upper: columns 1..6, rows 3..6 with 2 rows a bin -> 6 x 2 stored, offset 4.
+const TSubImage kLayout[2] = {TSubImage(1, 2, 4, 1, 1, 2), TSubImage(1, 6, 6, 3, 2, 1)};
+
+void Fill(TKavriImage& image, unsigned int frame, std::initializer_list<float> values) {
+    float* p = image.ObtainWriteImagePtr(frame);
+    ASSERT_NE(p, nullptr);
+    for (float v : values) *p++ = v;
+}
+
+std::vector<float> FrameValues(TKavriImage& image, unsigned int frame) {
+    const float* p = image.ObtainReadImagePtr(frame);
+    std::vector<float> values(p, p + image.GetDataLength());
+    image.ReleaseImagePtr(frame);
+    return values;
+}
+
+// Stored order: lower row 1, lower row 2, upper rows 3-4, upper rows 5-6.
+struct TwoRegions : ::testing::Test {
+    TKavriImage image{TKavriRect(1, 6, 6, 1), 2, kLayout, 2, false, true, DataStore::Float};
+    void SetUp() override {
+        Fill(image, 1, {10, 11, 12, 13, 20, 21, 22, 23, 24, 25, 30, 31, 32, 33, 34, 35});
+        Fill(image, 2, {-5, 0, 7, 7, 40, 41, 42, 43, 44, 45, 50, 51, 52, 53, 54, 55});
+    }
+};
+
+std::string FloatBytes(std::initializer_list<float> values) {
+    std::string bytes;
+    for (float v : values) bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
+    return bytes;
+}
+
+}  // namespace
+
+TEST_F(TwoRegions, ValuesThroughBinning) {
+    EXPECT_EQ(image.GetValue(2, 1, 1), 10.0f);  // columns 1 and 2 share a stored pixel
+    EXPECT_EQ(image.GetValue(3, 1, 1), 11.0f);
+    EXPECT_EQ(image.GetValue(4, 2, 1), 13.0f);
+    EXPECT_EQ(image.GetValue(5, 4, 1), 24.0f);  // rows 3 and 4 share a stored row
+    EXPECT_EQ(image.GetValue(1, 5, 1), 30.0f);
+    EXPECT_EQ(image.GetValue(6, 6, 2), 55.0f);
+    EXPECT_EQ(image.GetValue(5, 1, 1), 0.0f);  // beside the lower region, below the upper
+    EXPECT_EQ(image.GetValue(1, 7, 1), 0.0f);
+    EXPECT_EQ(image.GetValue(1, 1, 0), 0.0f);
+    EXPECT_EQ(image.GetValue(1, 1, 3), 0.0f);
+
+    float block[6] = {};
+    image.GetValues(TKavriRect(1, 3, 3, 2), block, 1);  // rows 2..3, columns 1..3
+    EXPECT_EQ(std::vector<float>(block, block + 6), (std::vector<float>{12, 12, 13, 20, 21, 22}));
+
+    float fast[5] = {};
+    image.FastGetValues(TKavriRect(1, 1, 5, 1), fast, 1, 1);  // moves on right after column 1
+    EXPECT_EQ(std::vector<float>(fast, fast + 5), (std::vector<float>{10, 11, 11, 12, 12}));
+    float binnedRows[4] = {};
+    image.FastGetValues(TKavriRect(2, 3, 3, 6), binnedRows, 2, 1);  // rows 3 and 5
+    EXPECT_EQ(std::vector<float>(binnedRows, binnedRows + 4), (std::vector<float>{21, 22, 31, 32}));
+}
+
+TEST_F(TwoRegions, WritingPointsRectanglesAndFrames) {
+    image.SetValue(TKavriPoint(4, 2), 99, 1);
+    image.SetValue(TKavriPoint(9, 9), 98, 1);  // in no region
+    // A full-width rectangle takes stored pixels: rows 5..6 are one stored row.
+    const float row[6] = {1, 2, 3, 4, 5, 6};
+    image.SetValues(TKavriRect(1, 6, 6, 5), row, 1);
+    // Anything else takes one value per detector pixel, the last write winning.
+    const float pixels[4] = {-1, -2, -3, -4};
+    image.SetValues(TKavriRect(2, 1, 3, 1), pixels, 2);  // (2,1) then (3,1)
+    image.SetValues(TKavriRect(1, 1, 2, 1), pixels, 3);  // no frame 3
+    EXPECT_EQ(FrameValues(image, 1),
+              (std::vector<float>{10, 11, 12, 99, 20, 21, 22, 23, 24, 25, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(FrameValues(image, 2)[0], -1.0f);
+    EXPECT_EQ(FrameValues(image, 2)[1], -2.0f);
+
+    std::vector<float> whole(16, 8.0f);
+    image.SetImageData(whole.data(), 15, 2);  // not a whole frame
+    EXPECT_EQ(FrameValues(image, 2)[4], 40.0f);
+    image.SetImageData(whole.data(), 16, 2);
+    EXPECT_EQ(FrameValues(image, 2), whole);
+}
+
+TEST(ImageValueAccess, RemapFromDetectorOrder) {
+    // Two regions side by side on rows 1..2, one across the top on row 3.
+    const TSubImage subs[3] = {TSubImage(1, 2, 2, 1, 1, 1), TSubImage(3, 2, 5, 1, 1, 1), TSubImage(1, 3, 5, 3, 1, 1)};
+    TKavriImage image(TKavriRect(1, 3, 5, 1), 3, subs, 1, false, true, DataStore::Float);
+    std::vector<float> detector(15);
+    for (int i = 0; i < 15; ++i) detector[i] = static_cast<float>(i);
+    image.Remap(detector.data());
+    EXPECT_EQ(FrameValues(image, 1), (std::vector<float>{0, 1, 5, 6, 2, 3, 4, 7, 8, 9, 10, 11, 12, 13, 14}));
+}
+
+TEST_F(TwoRegions, ExtremesWithPositions) {
+    TKavriPoint at(-7, -7);
+    // Rows 4..6 snap back to row 3 on the 2-row grid: rows 3 and 5, columns 2..3.
+    EXPECT_EQ(image.GetSubImageMinimum(TKavriRect(2, 6, 3, 4), 2, 1, &at), 21.0f);
+    EXPECT_EQ(at.x, 2);
+    EXPECT_EQ(at.y, 3);
+    EXPECT_EQ(image.GetSubImageMaximum(TKavriRect(2, 6, 3, 4), 2, 1, &at), 32.0f);
+    EXPECT_EQ(at.x, 3);
+    EXPECT_EQ(at.y, 5);
+
+    // Ties keep the first in scan order: 7 at (1,2) and (3,2).
+    EXPECT_EQ(image.GetMaximum(TKavriRect(1, 2, 4, 1), 2, at), 7.0f);
+    EXPECT_EQ(at.x, 1);
+    EXPECT_EQ(at.y, 2);
+
+    // Over all frames the value is the overall extreme, the position that of the
+    // last region searched (frame 2, upper region).
+    EXPECT_EQ(image.GetMinimum(TKavriRect(1, 6, 6, 1), 0, at), -5.0f);
+    EXPECT_EQ(at.x, 1);
+    EXPECT_EQ(at.y, 3);
+    EXPECT_EQ(image.GetMaximum(TKavriRect(1, 6, 6, 1), 0, at), 55.0f);
+    EXPECT_EQ(at.x, 6);
+    EXPECT_EQ(at.y, 5);
+
+    // Meeting no region: the fixed values, the position reset to (1,1).
+    EXPECT_EQ(image.GetMinimum(TKavriRect(7, 1, 9, 2), 1, at), 0.0f);
+    EXPECT_EQ(image.GetMaximum(TKavriRect(7, 1, 9, 2), 1, at), 1.0f);
+    EXPECT_EQ(at.x, 1);
+    EXPECT_EQ(at.y, 1);
+    // A frame past the series leaves the position alone.
+    at = TKavriPoint(-7, -7);
+    EXPECT_EQ(image.GetMinimum(TKavriRect(1, 6, 6, 1), 3, at), 0.0f);
+    EXPECT_EQ(image.GetMaximum(TKavriRect(1, 6, 6, 1), 3, at), 1.0f);
+    EXPECT_EQ(at.x, -7);
+
+    // Infinities and NaN never count; a region of nothing else is "nothing found".
+    Fill(image, 1, {-INFINITY, 3, NAN, 4});
+    EXPECT_EQ(image.GetMinimum(TKavriRect(1, 2, 4, 1), 1, at), 3.0f);
+    EXPECT_EQ(at.x, 3);
+    EXPECT_EQ(at.y, 1);
+    Fill(image, 1, {INFINITY, INFINITY, INFINITY, INFINITY});
+    EXPECT_EQ(image.GetMinimum(TKavriRect(1, 2, 4, 1), 1, at), 0.0f);
+
+    TKavriImage empty(TKavriRect(1, 6, 6, 1), 2, kLayout, 2, false, false, DataStore::Float);
+    EXPECT_EQ(empty.GetMinimum(TKavriRect(1, 6, 6, 1), 1, at), 1.0f);
+    EXPECT_EQ(empty.GetMaximum(TKavriRect(1, 6, 6, 1), 1, at), 1.0f);
+}
+
+TEST(ImageValueAccess, ModeValue) {
+    const TSubImage strip(1, 1, 5, 1, 1, 1);
+    TKavriImage image(TKavriRect(1, 1, 5, 1), 1, &strip, 3, false, true, DataStore::Float);
+    Fill(image, 1, {3, 1, 2, 3, 2});  // 2 and 3 twice each: the smaller wins
+    Fill(image, 2, {NAN, 7, NAN, 7, NAN});
+    EXPECT_EQ(image.GetModeValue(1), 2.0f);
+    EXPECT_TRUE(std::isnan(image.GetModeValue(2)));
+    EXPECT_EQ(image.GetModeValue(3), 0.0f);  // created zeroed
+    EXPECT_EQ(image.GetModeValue(0), 1.0f);
+    EXPECT_EQ(image.GetModeValue(4), 1.0f);
+}
+
+TEST(ImageValueAccess, LyingGeometryStaysInsideTheFrame) {
+    // One frame of 4 pixels. The second region claims 8 pixels from offset 3, the
+    // third starts past the frame, the fourth spans every int with no binning.
+    const std::string record =
+        "65541 1 4 4 1 1 4 4 4\n"
+        "65538 1 2 2 1 1 1 0\n"
+        "65538 1 4 4 3 1 1 3\n"
+        "65538 1 9 1 9 1 1 4\n"
+        "65538 -2147483648 2147483647 2147483647 -2147483648 0 0 1\n"
+        "         0\n0\n" +
+        FloatBytes({1, 2, 3, 4});
+    std::istringstream is(record);
+    TKavriImage image;
+    is >> image;
+    ASSERT_FALSE(is.fail());
+
+    EXPECT_EQ(image.GetValue(1, 3, 1), 4.0f);  // the one pixel of region 2 inside the frame
+    EXPECT_EQ(image.GetValue(4, 4, 1), 0.0f);
+    image.SetValue(TKavriPoint(4, 4), 9, 1);
+    float fast[4] = {};
+    image.FastGetValues(TKavriRect(1, 3, 4, 3), fast, 2, 1);
+    EXPECT_EQ(std::vector<float>(fast, fast + 4), (std::vector<float>{4, 0, 0, 0}));
+    std::vector<float> region;
+    image.GetSubimageValues(TKavriRect(1, 3, 4, 4), 2, 1, region);
+    EXPECT_EQ(region, std::vector<float>{4});
+    image.GetSubimageValues(TKavriRect(1, 9, 1, 9), 3, 1, region);
+    EXPECT_TRUE(region.empty());
+
+    TKavriPoint at;
+    EXPECT_EQ(image.GetMaximum(TKavriRect(-5, -5, 9, 9), 0, at), 4.0f);
+    // The fourth region's walk stops at the frame's end: it holds 2, 3, 4 from offset 1.
+    EXPECT_EQ(image.GetMinimum(TKavriRect(INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX), 1, at), 1.0f);
+    EXPECT_EQ(at.x, INT32_MIN);  // found there last
+    EXPECT_EQ(at.y, INT32_MIN);
+    EXPECT_EQ(image.GetModeValue(1), 1.0f);  // 1, 2, 3, 4 once each
+
+    // Frames made shorter than the frame length are read only as far as they go.
+    image.CreateDataArray(DataStore::Float, 1, 2, true);
+    EXPECT_EQ(image.GetModeValue(1), 0.0f);
+    EXPECT_EQ(image.GetValue(1, 3, 1), 0.0f);
+    image.Remap(std::vector<float>(4, 1.0f).data());
+}
