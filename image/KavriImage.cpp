@@ -63,13 +63,6 @@ void WalkRegion(TKavriRect rect, const TSubImage& sub, const TFrameView& view, V
     }
 }
 
-// NaN sorts after every number and equal to any other NaN, so sorting is well defined.
-bool ModeOrder(float a, float b) {
-    if (std::isnan(a)) return false;
-    if (std::isnan(b)) return true;
-    return a < b;
-}
-
 }  // namespace
 
 TKavriImage::TKavriImage(TKavriRect detector, unsigned int subImageCount, const TSubImage* subs,
@@ -367,20 +360,22 @@ float TKavriImage::GetMaximum(const TKavriRect& rect, unsigned int frame, TKavri
 
 float TKavriImage::ModeOf(std::vector<float>& values) {
     if (values.empty()) return 1.0f;
-    std::sort(values.begin(), values.end(), ModeOrder);
-    float best = values[0];
+    // NaN compares with nothing, so it cannot be sorted: set apart as one value
+    // above all others.
+    const auto nan = std::partition(values.begin(), values.end(), [](float v) { return !std::isnan(v); });
+    std::sort(values.begin(), nan);
+    float best = NAN;
     std::size_t bestCount = 0;
-    for (std::size_t i = 0; i < values.size();) {
-        std::size_t j = i + 1;
-        while (j < values.size() && !ModeOrder(values[i], values[j])) ++j;
+    for (auto i = values.begin(); i != nan;) {
+        const auto j = std::upper_bound(i, nan, *i);
         // Strictly more: among equal counts the smaller value, met first, stays.
-        if (j - i > bestCount) {
-            best = values[i];
-            bestCount = j - i;
+        if (static_cast<std::size_t>(j - i) > bestCount) {
+            best = *i;
+            bestCount = static_cast<std::size_t>(j - i);
         }
         i = j;
     }
-    return best;
+    return static_cast<std::size_t>(values.end() - nan) > bestCount ? NAN : best;
 }
 
 float TKavriImage::GetModeValue(unsigned int frame) {
