@@ -190,6 +190,12 @@ TEST(ImageValueAccess, LyingGeometryStaysInsideTheFrame) {
     EXPECT_EQ(at.y, INT32_MIN);
     EXPECT_EQ(image.GetModeValue(1), 1.0f);  // 1, 2, 3, 4 once each
 
+    // Region 1 takes its count from region 2 (8 pixels), the frame holds 4; region
+    // 4's second stored row would start 2^32 pixels in.
+    image.Sqrt(1u, 1u);
+    image.Sqrt(2, 4, 1);
+    EXPECT_EQ(FrameValues(image, 1), (std::vector<float>{1, std::sqrt(2.0f), std::sqrt(3.0f), 2}));
+
     // Frames made shorter than the frame length are read only as far as they go.
     image.CreateDataArray(DataStore::Float, 1, 2, true);
     EXPECT_EQ(image.GetModeValue(1), 0.0f);
