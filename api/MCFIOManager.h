@@ -69,6 +69,7 @@ public:
 
     private:
         void Cleanup() noexcept;
+        void UseClassicLocale();
         // Hands the extension section's text to the header and calibration readers.
         void ReadExtensionSection(const char* text);
 

@@ -17,9 +17,8 @@ namespace {
 const char* const kMagics[] = {"Kavri Technology Multi-Channel File", "Halvi Instruments Multi-Channel File"};
 const char* const kSourceNames[5] = {"signal", "reference", "background", "live", "source"};
 const unsigned long long kPixelBytes = 4;
-// Least text a number takes after another: a separator and one digit.
-const unsigned long long kMinNumberBytes = 2;
-const unsigned long long kMinSubImageBytes = 8 * kMinNumberBytes;
+// A sub-image line is its record (version and six ints) and its offset.
+const unsigned long long kSubImageNumbers = 8;
 
 std::string Text(long long value) { return std::to_string(value); }
 
@@ -113,7 +112,8 @@ std::string ImageDataField(std::istream& is) {
     walk.Step("total length", Into(total));
     walk.Step("frame length", Into(frameLength));
     if (!walk.Ok()) return walk.Failed();
-    if (!StreamBounds::HoldsBlock(is, frames * kMinNumberBytes + 1, subImages, kMinSubImageBytes)) {
+    // The reader refuses counts the rest of the file cannot hold before anything else.
+    if (!StreamBounds::HoldsNumbers(is, subImages * kSubImageNumbers + frames, 1)) {
         walk.Fail("number of images and sub-images");
         return walk.Failed();
     }

@@ -6,6 +6,7 @@
 
 #include "metadata/mcfdataxml.h"
 #include "records/RecordStream.h"
+#include "records/StreamBounds.h"
 #include "util/spoolhdl_stub.h"
 
 namespace {
@@ -13,32 +14,18 @@ namespace {
 const unsigned int kVersionWritten = 65541;  // 1.5
 const unsigned int kPixelBytes = 4;
 
-// The smallest text any number after another can take: a non-digit between the two
-// and one digit.
-const unsigned long long kMinNumberBytes = 2;
-// A sub-image is its record (version and six ints) and its offset.
-const unsigned long long kMinSubImageBytes = 8 * kMinNumberBytes;
+// A sub-image line is its record (version and six ints) and its offset.
+const unsigned long long kSubImageNumbers = 8;
 
-// Whether the stream can still supply `needed` bytes. A failed stream supplies
-// nothing; one that cannot tell its length is trusted.
-bool CanHold(std::istream& is, unsigned long long needed) {
-    if (!is) return false;
-    const long long left = RecordStream::Remaining(is);
-    return left < 0 || needed <= static_cast<unsigned long long>(left);
-}
-
-// Least bytes a valid record still needs once its counts are known: the sub-image
-// lines, one number per time stamp, the final newline and, unless the pixels live
-// elsewhere, the whole pixel block (header-only readers seek over it all the same).
+// Whether the rest of the stream can hold what the counts claim: the sub-image lines,
+// one number per time stamp, the final newline and, unless the pixels live elsewhere,
+// the whole pixel block (header-only readers seek over it all the same).
 bool CountsFitStream(std::istream& is, unsigned long long subImages, unsigned long long frames,
                      unsigned long long frameLength, bool pixelsInStream) {
-    const unsigned long long text = subImages * kMinSubImageBytes + frames * kMinNumberBytes + 1;
-    if (!CanHold(is, text)) return false;
-    if (!pixelsInStream) return true;
-    const unsigned long long pixels = frames * frameLength;  // below 2^64: both are 32-bit
-    const long long left = RecordStream::Remaining(is);
-    if (left < 0) return true;
-    return pixels <= (static_cast<unsigned long long>(left) - text) / kPixelBytes;
+    const unsigned long long numbers = subImages * kSubImageNumbers + frames;
+    if (!StreamBounds::HoldsNumbers(is, numbers, 1)) return false;
+    const unsigned long long text = numbers * StreamBounds::kMinNumberBytes + 1;
+    return !pixelsInStream || StreamBounds::HoldsBlock(is, text, frames, frameLength * kPixelBytes);
 }
 
 void WriteZeros(std::ostream& os, unsigned long long bytes) {
@@ -283,7 +270,8 @@ std::istream& operator>>(std::istream& is, TKavriImageData& data) {
     // A file stream seeks past its end without failing: a skipped block that is not all
     // there must fail the stream as the short read of a full read does.
     const bool skipping = data.spoolMode || data.headerOnly;
-    if (skipping && !CanHold(is, static_cast<unsigned long long>(frameBytes) * data.numberImages)) {
+    const unsigned long long skipBytes = static_cast<unsigned long long>(frameBytes);
+    if (skipping && !StreamBounds::HoldsItems(is, data.numberImages, skipBytes)) {
         is.setstate(std::ios::failbit);
         return is;
     }

@@ -28,7 +28,12 @@ inline bool IsSpace(int c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 // Whether a stream is in the classic locale is remembered in one of its words: the
 // lookup costs more than a short number. Imbuing or copying formats forgets it.
-const int kLocaleWord = std::ios_base::xalloc();
+// The index is taken on first use, so streams read during static initialisation
+// elsewhere still get a word of their own.
+int LocaleWord() {
+    static const int index = std::ios_base::xalloc();
+    return index;
+}
 constexpr long kWatched = 1, kClassic = 2, kOther = 4;
 
 void ForgetLocale(std::ios_base::event event, std::ios_base& s, int index) {
@@ -36,13 +41,13 @@ void ForgetLocale(std::ios_base::event event, std::ios_base& s, int index) {
 }
 
 bool LookUpLocale(std::ios_base& s, long& word) {
-    if (!(word & kWatched)) s.register_callback(ForgetLocale, kLocaleWord);
+    if (!(word & kWatched)) s.register_callback(ForgetLocale, LocaleWord());
     word = kWatched | (s.getloc() == std::locale::classic() ? kClassic : kOther);
     return word & kClassic;
 }
 
 inline bool ClassicLocale(std::ios_base& s) {
-    long& word = s.iword(kLocaleWord);
+    long& word = s.iword(LocaleWord());
     if (word & kClassic) return true;
     if (word & kOther) return false;
     return LookUpLocale(s, word);

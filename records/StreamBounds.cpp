@@ -12,6 +12,10 @@ bool HoldsItems(std::istream& is, unsigned long long count, unsigned long long m
     return HoldsBlock(is, 0, count, minBytes);
 }
 
+bool HoldsNumbers(std::istream& is, unsigned long long numbers, unsigned long long extraBytes) {
+    return HoldsBlock(is, extraBytes, numbers, kMinNumberBytes);
+}
+
 bool HoldsBlock(std::istream& is, unsigned long long fixedBytes, unsigned long long count,
                 unsigned long long itemBytes) {
     if (!is) return false;

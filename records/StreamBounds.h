@@ -21,6 +21,12 @@ bool HoldsBytes(std::istream& is, unsigned long long bytes);
 // product overflowing.
 bool HoldsItems(std::istream& is, unsigned long long count, unsigned long long minBytes);
 
+// The least text one decimal number takes after another: a separator and a digit.
+const unsigned long long kMinNumberBytes = 2;
+
+// Whether `numbers` more decimal numbers and then `extraBytes` bytes can follow.
+bool HoldsNumbers(std::istream& is, unsigned long long numbers, unsigned long long extraBytes = 0);
+
 // Whether `fixedBytes` followed by `count` items of `itemBytes` each can follow.
 bool HoldsBlock(std::istream& is, unsigned long long fixedBytes, unsigned long long count,
                 unsigned long long itemBytes);

@@ -7,7 +7,7 @@
 
 #include "api/ReadDiagnosis.h"
 #include "api/kvmcfio.h"
-#include "support/RecordTexts.h"
+#include "support/HandTypedFile.h"
 #include "support/TestFiles.h"
 
 using namespace std::string_literals;
@@ -15,31 +15,10 @@ using ReadDiagnosis::Part;
 
 namespace {
 
-const std::string kMagic = "Kavri Technology Multi-Channel File\n65538\n";
-
-// Calibration 1.4: X 500 + 0.125 p, Rayleigh 532, three labels.
-const std::string kCalibration =
-    "65540 \x02 \x00 \x01 \x00 \x01 \x00\n"s
-    "500 0.125 0 0\n0 1 0 0\n0 1 0 0\n"
-    "532\n2.6e-05\n2.4e-05\n1\n"
-    "10\nWavelength6\nCounts12\nPixel number";
-
-// Image data 1.5: detector 2 x 1, one sub-image, three frames of two pixels, time
-// stamps 5, 10, 15, flag 1 and metadata words 1, 2, 3.
-const std::string kImageData =
-    "\n65541 1 1 2 1 3 1 6 2\n65538 1 1 2 1 1 1 0\n"
-    "         5\n        10\n        15\n1\n"
-    "                   1\n                   2\n                   3\n";
-
-const std::string kPixels = kvmcftest::FloatBytes({1, 2, 3, 4, 5, 6});
-
-std::string Image() {
-    return kvmcftest::HeaderRows131(0) + kvmcftest::HeaderNested131() + "\n" + kCalibration + kImageData + kPixels;
-}
-
-// Signal and background present, the others absent.
-const std::string kSignal = kMagic + "1\n" + Image();
-const std::string kFile = kSignal + "0\n1\n" + Image() + "0\n0\n";
+const std::string kCalibration = kvmcftest::HandTypedCalibration();
+const std::string kPixels = kvmcftest::HandTypedPixels();
+const std::string kSignal = kvmcftest::HandTypedSignalPart();
+const std::string kFile = kvmcftest::HandTypedFile();
 
 ReadDiagnosis::Diagnosis Diagnose(const std::string& bytes) {
     return ReadDiagnosis::DiagnoseBytes(bytes.data(), bytes.size());
