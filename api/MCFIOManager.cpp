@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <locale>
 #include <vector>
 
 #include "api/MemoryStream.h"
@@ -41,6 +42,7 @@ TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const char* path, bool spooledFla
     if (fileName.empty()) return;
     try {
         stream = new std::ifstream(fileName, std::ios::in);
+        UseClassicLocale();
         ReadFile();
     } catch (...) {
         Cleanup();
@@ -51,6 +53,7 @@ TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const char* path, bool spooledFla
 TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, unsigned char* bytes, unsigned int size) : accessMode(mode) {
     try {
         stream = new TMemoryStream(bytes, size);
+        UseClassicLocale();
         ReadFile();
     } catch (...) {
         Cleanup();
@@ -59,6 +62,10 @@ TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, unsigned char* bytes, unsigned in
 }
 
 TMCFIOManager::TMCF::~TMCF() { Cleanup(); }
+
+// Records are written in the "C" locale; a host program's global locale must not
+// change how they read.
+void TMCFIOManager::TMCF::UseClassicLocale() { stream->imbue(std::locale::classic()); }
 
 void TMCFIOManager::TMCF::Cleanup() noexcept {
     for (TImage*& image : images) {

@@ -26,8 +26,8 @@ public:
         TImage() = default;
         // An image with frames to be filled, for writing files.
         TImage(TKavriRect detector, unsigned int subImageCount, const TSubImage* subs, unsigned int frameCount,
-               DataStore::ePixelDataType type = DataStore::Float)
-            : calibImage(detector, subImageCount, subs, frameCount, false, true, type) {}
+               DataStore::ePixelDataType type = DataStore::Float, bool allocateFrames = true)
+            : calibImage(detector, subImageCount, subs, frameCount, false, allocateFrames, type) {}
 
         TCalibImage calibImage;
         TKestoImage kestoImage;
@@ -69,6 +69,7 @@ public:
 
     private:
         void Cleanup() noexcept;
+        void UseClassicLocale();
         // Hands the extension section's text to the header and calibration readers.
         void ReadExtensionSection(const char* text);
 

@@ -54,6 +54,20 @@ constexpr std::size_t Count(const char* const (&)[N]) {
     return N;
 }
 
+std::string Text(const char* text) { return text ? std::string(text) : std::string(); }
+
+// The typed value of a number read for a row of the given type.
+template <class X>
+Value Typed(unsigned int type, X x) {
+    switch (type) {
+        case KVMCF_TYPE_INT32: return static_cast<long long>(static_cast<int>(x));
+        case KVMCF_TYPE_FLOAT:
+        case KVMCF_TYPE_DOUBLE: return static_cast<double>(x);
+        case KVMCF_TYPE_UINT64: return static_cast<unsigned long long>(x);
+        default: return static_cast<unsigned long long>(static_cast<unsigned int>(x));  // uint32, byte codes
+    }
+}
+
 // ----- indexed names
 
 // Sub-image names carry a 1-based index in trailing digits; none means the first.
@@ -77,11 +91,11 @@ unsigned int SubImageField(const Context& c, const char* name, int* field) {
     return KVMCF_SUCCESS;
 }
 
-unsigned int SubImageValue(const Context& c, const char* name, char* value, unsigned int size) {
+unsigned int SubImageValue(const Context& c, const char* name, Value* v) {
     int field = 0;
     const unsigned int result = SubImageField(c, name, &field);
-    if (result != KVMCF_SUCCESS) return result;
-    return Put(value, size, "%i", field);
+    if (result == KVMCF_SUCCESS) *v = static_cast<long long>(field);
+    return result;
 }
 
 // The frame index that follows a keyword at the start of the name.
@@ -92,31 +106,31 @@ bool FrameIndex(const char* name, const char* keyword, unsigned int* index) {
     return true;
 }
 
-unsigned int TimeStampValue(const Context& c, char* value, unsigned int size) {
+// Indexed values are formatted even when the index is out of range.
+unsigned int TimeStampValue(const Context& c, Value* v) {
     unsigned int index = 0;
     if (!FrameIndex(c.name, "TimeStamp", &index)) return KVMCF_P2INVALID;
     unsigned int stamp = 0;
     const unsigned int result = c.manager.GetFrameTimeStamp(c.source, index, &stamp);
-    Put(value, size, "%u", stamp);
+    *v = static_cast<unsigned long long>(stamp);
     return result;
 }
 
-unsigned int MetadataValue(const Context& c, char* value, unsigned int size) {
+unsigned int MetadataValue(const Context& c, Value* v) {
     unsigned int index = 0;
     if (!FrameIndex(c.name, "Metadata", &index)) return KVMCF_P2INVALID;
     unsigned long long word = 0;
     const unsigned int result = c.manager.GetFrameMetadata(c.source, index, &word);
-    // Only the low 32 bits have ever been printed.
-    Put(value, size, "%u", static_cast<unsigned int>(word));
+    *v = word;
     return result;
 }
 
-unsigned int HighPrecisionTimeStampValue(const Context& c, char* value, unsigned int size) {
+unsigned int HighPrecisionTimeStampValue(const Context& c, Value* v) {
     if (std::strlen(c.name) <= 21) return KVMCF_P2INVALID;
     const unsigned int index = static_cast<unsigned int>(std::atoi(c.name + 22));
     float seconds = 0.0f;
     const unsigned int result = c.manager.GetHighPrecisionTimeStamp(c.source, index, &seconds, &c.image);
-    if (size > 1) std::snprintf(value, size, "%0.7f", seconds);
+    *v = static_cast<double>(seconds);
     return result;
 }
 
@@ -127,19 +141,42 @@ unsigned int SubImageType(const Context& c, KVMCF_PropertyType* type) {
     return result;
 }
 
+// ----- writers for the texts the generic formatting does not give
+
+// Printed with the standard formatting routine, not the library's own.
+void WriteSeconds(const Value& value, char* text, unsigned int size) {
+    if (size > 1) std::snprintf(text, size, "%0.7f", std::get<double>(value));
+}
+
+// The user text is fetched with a capacity of size - 1, terminator included.
+void WriteUserText(const Value& value, char* text, unsigned int size) {
+    const std::string& s = std::get<std::string>(value);
+    const std::size_t k = std::min<std::size_t>(s.size() + 1, size - 1);
+    if (k == 0) return;
+    std::memcpy(text, s.c_str(), k);
+    text[k - 1] = '\0';
+}
+
 // ----- the table
 
-#define HDR(NAME, TYPE, FORMAT, EXPR)                                                                \
-    {NAME, Match::Exact, TYPE,                                                                       \
-     [](const Context& c, char* v, unsigned int n) -> unsigned int { return Put(v, n, FORMAT, EXPR); }, \
-     nullptr}
-#define TXT(NAME, EXPR)                                                                                  \
-    {NAME, Match::Exact, KVMCF_TYPE_STRING,                                                              \
-     [](const Context& c, char* v, unsigned int n) -> unsigned int { (void)c; return PutText(v, n, EXPR); }, \
-     nullptr}
+#define HDR(NAME, TYPE, FORMAT, EXPR)                                                  \
+    {NAME, Match::Exact, TYPE,                                                         \
+     [](const Context& c, Value* v) -> unsigned int {                                  \
+         *v = Typed(TYPE, EXPR);                                                       \
+         return KVMCF_SUCCESS;                                                         \
+     },                                                                                \
+     FORMAT, nullptr, nullptr}
+#define TXT(NAME, EXPR)                                                                \
+    {NAME, Match::Exact, KVMCF_TYPE_STRING,                                            \
+     [](const Context& c, Value* v) -> unsigned int {                                  \
+         (void)c;                                                                      \
+         *v = Text(EXPR);                                                              \
+         return KVMCF_SUCCESS;                                                         \
+     },                                                                                \
+     nullptr, nullptr, nullptr}
 #define FIRST_SUB(NAME, SUBNAME)                                                                                 \
     {NAME, Match::Exact, KVMCF_TYPE_INT32,                                                                       \
-     [](const Context& c, char* v, unsigned int n) -> unsigned int { return SubImageValue(c, SUBNAME, v, n); }, \
+     [](const Context& c, Value* v) -> unsigned int { return SubImageValue(c, SUBNAME, v); }, "%i", nullptr, \
      nullptr}
 #define OUTPUT_ROWS(LETTER, I)                                                                                    \
     HDR("Output" LETTER "Enabled", KVMCF_TYPE_INT32, "%d", Intensifier(c).ExtOutEnabled[I]),                    \
@@ -150,16 +187,20 @@ unsigned int SubImageType(const Context& c, KVMCF_PropertyType* type) {
 // Intensified heads report these settings from the intensifier record.
 #define USB(HEAD_VALUE, ICCD_VALUE) (isUSBGelta(&c.image) ? (ICCD_VALUE) : (HEAD_VALUE))
 
-char* FormattedTime(const Context& c, char* buffer) {
+std::string FormattedTime(const Context& c) {
     const std::time_t t = static_cast<std::time_t>(Header(c).GetTime());
-    char* text = std::ctime(&t);
-    buffer[0] = '\0';
-    if (text) {
-        std::strncpy(buffer, text, 63);
-        buffer[63] = '\0';
-        const std::size_t n = std::strlen(buffer);
-        if (n > 0 && buffer[n - 1] == '\n') buffer[n - 1] = '\0';
-    }
+    // The reentrant form: several open files may be queried from several threads.
+    char buffer[64] = {};
+    if (!ctime_r(&t, buffer)) return std::string();
+    buffer[63] = '\0';
+    const std::size_t n = std::strlen(buffer);
+    if (n > 0 && buffer[n - 1] == '\n') buffer[n - 1] = '\0';
+    return buffer;
+}
+
+std::string HeaderText(const Context& c, void (TKestoImageData::*get)(char*) const) {
+    char buffer[TKestoImageData::kTextCapacity + 1] = {};
+    (Header(c).*get)(buffer);
     return buffer;
 }
 
@@ -168,29 +209,12 @@ const Row kRows[] = {
     HDR("Active", KVMCF_TYPE_UINT32, "%u", Header(c).GetActive()),
     HDR("Version", KVMCF_TYPE_UINT32, "%u", Header(c).GetVersion()),
     HDR("Time", KVMCF_TYPE_INT32, "%d", static_cast<int>(Header(c).GetTime())),
-    {"FormattedTime", Match::Exact, KVMCF_TYPE_STRING,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int {
-         char buffer[64];
-         return PutText(v, n, FormattedTime(c, buffer));
-     },
-     nullptr},
-    {"FileName", Match::Exact, KVMCF_TYPE_STRING,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int {
-         char buffer[TKestoImageData::kTextCapacity + 1] = {};
-         Header(c).GetFilename(buffer);
-         return PutText(v, n, buffer);
-     },
-     nullptr},
+    TXT("FormattedTime", FormattedTime(c).c_str()),
+    TXT("FileName", HeaderText(c, &TKestoImageData::GetFilename).c_str()),
     HDR("Temperature", KVMCF_TYPE_FLOAT, "%g", Header(c).GetTemperature()),
     HDR("UnstabalizedTemperature", KVMCF_TYPE_FLOAT, "%g", Header(c).GetUnstabilizedTemperature()),
     HDR("Head", kByteCode, "%u", Header(c).GetHead()),
-    {"HeadModel", Match::Exact, KVMCF_TYPE_STRING,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int {
-         char buffer[TKestoImageData::kTextCapacity + 1] = {};
-         Header(c).GetHeadModel(buffer);
-         return PutText(v, n, buffer);
-     },
-     nullptr},
+    TXT("HeadModel", HeaderText(c, &TKestoImageData::GetHeadModel).c_str()),
     HDR("StoreType", kByteCode, "%u", Header(c).GetStoreType()),
     HDR("DataType", kByteCode, "%u", Header(c).GetDataType()),
     HDR("SIDisplacement", KVMCF_TYPE_INT32, "%d", Header(c).GetSIDisplacement()),
@@ -231,12 +255,15 @@ const Row kRows[] = {
     // This name has always reported the EM gain.
     HDR("SWVersion", KVMCF_TYPE_UINT32, "%d", Header(c).GetEMRealGain()),
     {"SWVersionEx", Match::Exact, KVMCF_TYPE_STRING,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int {
+     [](const Context& c, Value* v) -> unsigned int {
          unsigned int w[4] = {};
          Header(c).GetSWVersionEx(w);
-         return Put(v, n, "%u.%u.%u.%u", w[0], w[1], w[2], w[3]);
+         char text[64];
+         std::snprintf(text, sizeof text, "%u.%u.%u.%u", w[0], w[1], w[2], w[3]);
+         *v = std::string(text);
+         return KVMCF_SUCCESS;
      },
-     nullptr},
+     nullptr, nullptr, nullptr},
     HDR("MCP", KVMCF_TYPE_INT32, "%d", USB(Header(c).GetMCP(), static_cast<int>(Intensifier(c).KelgateEnabled))),
     HDR("Gain", KVMCF_TYPE_INT32, "%d", USB(Header(c).GetGain(), static_cast<int>(Intensifier(c).GaterGain))),
     HDR("VerticalClockAmp", KVMCF_TYPE_INT32, "%d", Header(c).GetVertClockAmp()),
@@ -255,12 +282,14 @@ const Row kRows[] = {
     FIRST_SUB("ImageTop", "SubImageTop"),
     FIRST_SUB("ImageBottom", "SubImageBottom"),
     {"SubImage", Match::Contains, KVMCF_TYPE_INT32,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int { return SubImageValue(c, c.name, v, n); },
+     [](const Context& c, Value* v) -> unsigned int { return SubImageValue(c, c.name, v); }, "%i", nullptr,
      SubImageType},
-    {"HighPrecisionTimeStamp", Match::Contains, KVMCF_TYPE_FLOAT, HighPrecisionTimeStampValue, nullptr},
+    {"HighPrecisionTimeStamp", Match::Contains, KVMCF_TYPE_FLOAT, HighPrecisionTimeStampValue, nullptr,
+     WriteSeconds, nullptr},
     HDR("ClockFrequency", KVMCF_TYPE_FLOAT, "%g", c.manager.GetClockFrequency(&c.image) / 1e6),
-    {"TimeStamp", Match::Contains, KVMCF_TYPE_UINT32, TimeStampValue, nullptr},
-    {"Metadata", Match::Contains, KVMCF_TYPE_UINT64, MetadataValue, nullptr},
+    {"TimeStamp", Match::Contains, KVMCF_TYPE_UINT32, TimeStampValue, "%u", nullptr, nullptr},
+    // Only the low 32 bits have ever been printed; the typed value keeps the whole word.
+    {"Metadata", Match::Contains, KVMCF_TYPE_UINT64, MetadataValue, "%u", nullptr, nullptr},
     HDR("Baseline", KVMCF_TYPE_INT32, "%d", Header(c).GetBaseline()),
     HDR("CCDLeft", KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().left),
     HDR("CCDRight", KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().right),
@@ -277,11 +306,13 @@ const Row kRows[] = {
     TXT("ZAxisType", c.image.calibImage.GetZTypeText(-1)),
     TXT("ZAxisUnit", c.image.calibImage.GetZUnitText()),
     {"UserText", Match::Exact, KVMCF_TYPE_STRING,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int {
-         c.image.Header().GetUserText().GetText(v, n - 1);
+     [](const Context& c, Value* v) -> unsigned int {
+         char buffer[TUserText::kCapacity + 1] = {};
+         c.image.Header().GetUserText().GetText(buffer, sizeof buffer);
+         *v = std::string(buffer);
          return KVMCF_SUCCESS;
      },
-     nullptr},
+     nullptr, WriteUserText, nullptr},
     HDR("IsPhotonCountingEnabled", KVMCF_TYPE_UINT32, "%d", Header(c).GetPhotonCountingEnabled()),
     HDR("Threshold1", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(0)),
     HDR("Threshold2", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(1)),
@@ -297,13 +328,13 @@ const Row kRows[] = {
     OUTPUT_ROWS("B", 1),
     OUTPUT_ROWS("C", 2),
     {"GateMode", Match::Exact, KVMCF_TYPE_STRING,
-     [](const Context& c, char* v, unsigned int n) -> unsigned int {
+     [](const Context& c, Value* v) -> unsigned int {
          // Modes beyond the table write nothing.
          const char* text = TGaterSetting::GetModeText(Intensifier(c).GaterMode);
-         if (text) PutText(v, n, text);
+         if (text) *v = std::string(text);
          return KVMCF_SUCCESS;
      },
-     nullptr},
+     nullptr, nullptr, nullptr},
     HDR("GateWidth", KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).GaterTime0PS),
     HDR("GateDelay", KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).GaterTime1PS),
     HDR("GateDelayStep", KVMCF_TYPE_DOUBLE, "%g", Intensifier(c).DelayStepCoeffA),
@@ -394,7 +425,51 @@ const Row* FindForType(const char* name) {
     return nullptr;
 }
 
+unsigned int Row::format(const Context& context, char* value, unsigned int size) const {
+    Value typed;
+    const unsigned int result = read(context, &typed);
+    FormatValue(*this, typed, value, size);
+    return result;
+}
+
+void FormatValue(const Row& row, const Value& value, char* text, unsigned int size) {
+    if (std::holds_alternative<std::monostate>(value)) return;
+    if (row.write) {
+        row.write(value, text, size);
+    } else if (const auto* s = std::get_if<std::string>(&value)) {
+        PutText(text, size, s->c_str());
+    } else if (const auto* i = std::get_if<long long>(&value)) {
+        Put(text, size, row.pattern, static_cast<int>(*i));
+    } else if (const auto* u = std::get_if<unsigned long long>(&value)) {
+        // Only the 64-bit format prints the whole word.
+        if (std::strstr(row.pattern, "I64"))
+            Put(text, size, row.pattern, *u);
+        else
+            Put(text, size, row.pattern, static_cast<unsigned int>(*u));
+    } else {
+        Put(text, size, row.pattern, std::get<double>(value));
+    }
+}
+
 bool IsIndexed(const Row& row) { return row.match == Match::Contains; }
+
+std::vector<std::string> ListingNames(unsigned int subImages) {
+    static const char* const kSubImageFields[] = {"SubImageLeft", "SubImageBottom", "SubImageRight",
+                                                  "SubImageTop",  "SubImageHBin",   "SubImageVBin"};
+    std::vector<std::string> names;
+    for (const Row& row : kRows) {
+        const std::string name = row.name;
+        if (!IsIndexed(row)) {
+            names.push_back(name);
+        } else if (name == "SubImage") {
+            for (unsigned int s = 1; s <= subImages; ++s)
+                for (const char* field : kSubImageFields) names.push_back(field + std::to_string(s));
+        } else {
+            names.push_back(name + "0");
+        }
+    }
+    return names;
+}
 
 void getReadPatternFullName(unsigned char code, char* value, unsigned int size) {
     value[size - 1] = '\0';

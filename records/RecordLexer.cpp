@@ -1,3 +1,4 @@
+#include <atomic>
 #include "records/RecordLexer.h"
 
 #include <charconv>
@@ -46,7 +47,10 @@ bool LookUpLocale(std::ios_base& s, long& word) {
     return word & kClassic;
 }
 
+std::atomic<bool> formattedOnly{false};
+
 inline bool ClassicLocale(std::ios_base& s) {
+    if (formattedOnly.load(std::memory_order_relaxed)) return false;
     long& word = s.iword(LocaleWord());
     if (word & kClassic) return true;
     if (word & kOther) return false;
@@ -378,5 +382,7 @@ std::istream& Read(std::istream& is, char& value) {
         return kGood;
     });
 }
+
+void UseFormattedExtraction(bool on) { formattedOnly.store(on, std::memory_order_relaxed); }
 
 }  // namespace RecordLexer

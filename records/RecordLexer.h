@@ -18,6 +18,10 @@
 
 namespace RecordLexer {
 
+// Makes every read take formatted extraction instead, process-wide: the reference
+// the benchmarks compare against.
+void UseFormattedExtraction(bool on);
+
 std::istream& Read(std::istream& is, int& value);
 std::istream& Read(std::istream& is, unsigned int& value);
 std::istream& Read(std::istream& is, long& value);

@@ -21,25 +21,7 @@ const char* TypeName(unsigned int type) {
     }
 }
 
-std::vector<std::string> ListingNames(unsigned int subImages) {
-    static const char* const kSubImageFields[] = {"SubImageLeft", "SubImageBottom", "SubImageRight",
-                                                  "SubImageTop",  "SubImageHBin",   "SubImageVBin"};
-    std::vector<std::string> names;
-    std::size_t count = 0;
-    const PropertyTable::Row* rows = PropertyTable::ValueRows(&count);
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::string name = rows[i].name;
-        if (!PropertyTable::IsIndexed(rows[i])) {
-            names.push_back(name);
-        } else if (name == "SubImage") {
-            for (unsigned int s = 1; s <= subImages; ++s)
-                for (const char* field : kSubImageFields) names.push_back(field + std::to_string(s));
-        } else {
-            names.push_back(name + "0");
-        }
-    }
-    return names;
-}
+std::vector<std::string> ListingNames(unsigned int subImages) { return PropertyTable::ListingNames(subImages); }
 
 namespace {
 

@@ -6,6 +6,7 @@
 
 #include "tools/Commands.h"
 #include "tools/DemoFile.h"
+#include "tools/DiagnosisCommands.h"
 
 namespace {
 
@@ -14,6 +15,8 @@ void Usage() {
         "usage: kvmcf [FILE]                     sources, frames, sub-images, calibration and statistics\n"
         "       kvmcf info FILE [--source NAME] [--json]\n"
         "                                        every named property of each source\n"
+        "       kvmcf check FILE [--json]        where a damaged file stops, whole frames per source\n"
+        "       kvmcf salvage FILE OUT           write the intact sources and whole frames to OUT\n"
         "       kvmcf --write-demo PATH          write the demo file\n"
         "With no FILE, kvmcf writes the demo file kvmcf-demo.mcf in the current folder and shows it.\n");
 }
@@ -42,6 +45,8 @@ int main(int argc, char** argv) {
     const std::string command = args[0];
     const std::vector<std::string> rest(args.begin() + 1, args.end());
     if (command == "info") return kvmcftools::RunInfo(rest);
+    if (command == "check") return kvmcftools::RunCheck(rest);
+    if (command == "salvage") return kvmcftools::RunSalvage(rest);
     if (command.compare(0, 1, "-") == 0) {
         std::fprintf(stderr, "kvmcf: unknown option %s (try kvmcf --help)\n", command.c_str());
         return 2;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <locale>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -20,26 +21,11 @@ using kvmcftest::TempFile;
 
 namespace {
 
-// Calibration 1.4: X wavelength in nm (500 + 0.125 p), Y counts (v), Z pixel number (r),
-// Rayleigh 532 nm, pixel 26 x 24 um, X-is-wavelength 1, and the three labels.
-const std::string kCalibration14 =
-    "65540 \x02 \x00 \x01 \x00 \x01 \x00\n"s
-    "500 0.125 0 0\n0 1 0 0\n0 1 0 0\n"
-    "532\n2.6e-05\n2.4e-05\n1\n"
-    "10\nWavelength6\nCounts12\nPixel number";
-
-// Image data 1.5: detector columns 1..4, rows 1..2; two frames of one 2x2 sub-image;
-// padding before the time stamps 5 and 7; flag 1 with metadata words 0 and 1000000.
-const std::string kImageData15 =
-    "\n65541 1 2 4 1 2 1 8 4\n65538 1 2 2 1 1 1 0\n   \n"
-    "         5\n         7\n1\n"
-    "                   0\n             1000000\n";
-
 const std::string kPixels = FloatBytes({1, 2, 3, 4, -1.5f, 0, 1e6f, 0.25f});
 
 std::string Image(const std::string& headModel = "Test head 76") {
-    return kvmcftest::HeaderRows131(0, headModel) + kvmcftest::HeaderNested131() + "\n" + kCalibration14 +
-           kImageData15;
+    return kvmcftest::HeaderRows131(0, headModel) + kvmcftest::HeaderNested131() + "\n" + kvmcftest::Calibration14() +
+           kvmcftest::ImageData15();
 }
 
 const std::string kMagic = "Kavri Technology Multi-Channel File\n65538\n";
@@ -229,6 +215,20 @@ TEST_F(WholeFile, IndexedNamesBuffersAndUnknownNames) {
     EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_SIGNAL, "Nope", kept, 4), KVMCF_P2INVALID);
     EXPECT_STREQ(kept, "abc");
     EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_REFERENCE, "Type", kept, 4), KVMCF_NOT_PRESENT);
+}
+
+// A host program's global locale with a decimal comma must not change how records read.
+TEST_F(WholeFile, HostLocaleDoesNotChangeReading) {
+    struct DecimalComma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+    KVMCF_CloseFile();
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new DecimalComma));
+    const unsigned int opened = KVMCF_ReadFromFile(file_->CPath());
+    std::locale::global(previous);
+    ASSERT_EQ(opened, KVMCF_SUCCESS);
+    EXPECT_EQ(Value("Temperature"), "-5.5");
+    EXPECT_EQ(Value("GateDelayStep"), "0.5");
 }
 
 TEST_F(WholeFile, IntensifiedHeadsReportTheIntensifierRecord) {

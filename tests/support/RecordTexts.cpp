@@ -30,6 +30,23 @@ const std::string& HeaderNested131() {
     return text;
 }
 
+const std::string& Calibration14() {
+    static const std::string text =
+        "65540 \x02 \x00 \x01 \x00 \x01 \x00\n"s
+        "500 0.125 0 0\n0 1 0 0\n0 1 0 0\n"
+        "532\n2.6e-05\n2.4e-05\n1\n"
+        "10\nWavelength6\nCounts12\nPixel number";
+    return text;
+}
+
+const std::string& ImageData15() {
+    static const std::string text =
+        "\n65541 1 2 4 1 2 1 8 4\n65538 1 2 2 1 1 1 0\n   \n"
+        "         5\n         7\n1\n"
+        "                   0\n             1000000\n";
+    return text;
+}
+
 std::string FloatBytes(std::initializer_list<float> values) {
     std::string bytes;
     for (float v : values) bytes.append(reinterpret_cast<const char*>(&v), sizeof v);

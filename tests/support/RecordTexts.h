@@ -16,6 +16,14 @@ std::string HeaderRows131(unsigned int active = 2, const std::string& headModel 
 // The nested records of rows 78 to 84, in their own newest layouts.
 const std::string& HeaderNested131();
 
+// Calibration 1.4: X wavelength in nm (500 + 0.125 p), Y counts (v), Z pixel number (r),
+// Rayleigh 532 nm, pixel 26 x 24 um, X-is-wavelength 1, and the three labels.
+const std::string& Calibration14();
+
+// Image data 1.5: detector columns 1..4, rows 1..2; two frames of one 2x2 sub-image;
+// padding before the time stamps 5 and 7; flag 1 with metadata words 0 and 1000000.
+const std::string& ImageData15();
+
 // Little-endian float bytes, as the pixel block stores them.
 std::string FloatBytes(std::initializer_list<float> values);
 
