@@ -313,14 +313,13 @@ void Source::Impl::MakeView() {
         mapSize = static_cast<std::size_t>(end);
         base = static_cast<const unsigned char*>(m);
     }
-    const unsigned char* pixels = base ? base + start : nullptr;
-    if (pixels && reinterpret_cast<std::uintptr_t>(pixels) % alignof(float) == 0) {
-        view = FrameView(reinterpret_cast<const float*>(pixels), length, frames);
+    if (base) {
+        view = FrameView(base + start, length, frames);
         return;
     }
     copy.resize(static_cast<std::size_t>(length) * frames);
     file->ReadAt(static_cast<unsigned long long>(start), end - static_cast<unsigned long long>(start), copy.data());
-    view = FrameView(copy.data(), length, frames);
+    view = FrameView(reinterpret_cast<const unsigned char*>(copy.data()), length, frames);
 }
 
 FrameView Source::frames() const {

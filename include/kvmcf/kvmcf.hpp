@@ -14,6 +14,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -119,24 +121,66 @@ struct Axis {
 };
 
 // A read-only view of every pixel of a source: frameCount() frames of frameLength()
-// floats, one after another. It stays valid while its File lives (a moved-from File
-// hands its views on to the File it moved to).
+// floats, one after another, in place (no copy). The pixel block may start at any
+// byte of the file, so the floats need not be aligned: read them through operator[],
+// frame() or the iterators; data() gives a float pointer only where they are
+// aligned. Views stay valid while their File lives (a moved-from File hands its
+// views on to the File it moved to).
 class KVMCF_CXX_API FrameView {
 public:
+    class Iterator {
+    public:
+        using iterator_category = std::random_access_iterator_tag;
+        using value_type = float;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const float*;
+        using reference = float;
+        explicit Iterator(const unsigned char* at = nullptr) : at_(at) {}
+        float operator*() const { return load(at_); }
+        float operator[](difference_type i) const { return load(at_ + 4 * i); }
+        Iterator& operator++() { at_ += 4; return *this; }
+        Iterator operator++(int) { Iterator old = *this; at_ += 4; return old; }
+        Iterator& operator--() { at_ -= 4; return *this; }
+        Iterator& operator+=(difference_type n) { at_ += 4 * n; return *this; }
+        Iterator operator+(difference_type n) const { return Iterator(at_ + 4 * n); }
+        Iterator operator-(difference_type n) const { return Iterator(at_ - 4 * n); }
+        difference_type operator-(const Iterator& o) const { return (at_ - o.at_) / 4; }
+        bool operator==(const Iterator& o) const { return at_ == o.at_; }
+        bool operator!=(const Iterator& o) const { return at_ != o.at_; }
+        bool operator<(const Iterator& o) const { return at_ < o.at_; }
+
+    private:
+        const unsigned char* at_;
+    };
+
     FrameView() = default;
-    FrameView(const float* data, std::size_t frameLength, unsigned int frameCount)
-        : data_(data), frameLength_(frameLength), frameCount_(frameCount) {}
-    const float* data() const { return data_; }
+    FrameView(const unsigned char* bytes, std::size_t frameLength, unsigned int frameCount)
+        : bytes_(bytes), frameLength_(frameLength), frameCount_(frameCount) {}
+    // Floats in all.
     std::size_t size() const { return frameLength_ * frameCount_; }
     std::size_t frameLength() const { return frameLength_; }
     unsigned int frameCount() const { return frameCount_; }
-    // Frame index (from 0); no range check.
-    const float* frame(unsigned int index) const { return data_ + frameLength_ * index; }
-    const float* begin() const { return data_; }
-    const float* end() const { return data_ + size(); }
+    // Pixel i of the whole block; no range check.
+    float operator[](std::size_t i) const { return load(bytes_ + 4 * i); }
+    // The pixels of frame `index` (from 0); no range check.
+    Iterator frame(unsigned int index) const { return Iterator(bytes_ + 4 * frameLength_ * index); }
+    Iterator begin() const { return Iterator(bytes_); }
+    Iterator end() const { return Iterator(bytes_ + 4 * size()); }
+    // The first pixel's bytes.
+    const unsigned char* bytes() const { return bytes_; }
+    // The pixels as floats when they are aligned for it; null otherwise.
+    const float* data() const {
+        return reinterpret_cast<std::uintptr_t>(bytes_) % alignof(float) == 0 ? reinterpret_cast<const float*>(bytes_)
+                                                                               : nullptr;
+    }
 
 private:
-    const float* data_ = nullptr;
+    static float load(const unsigned char* at) {
+        float v;
+        std::memcpy(&v, at, sizeof v);
+        return v;
+    }
+    const unsigned char* bytes_ = nullptr;
     std::size_t frameLength_ = 0;
     unsigned int frameCount_ = 0;
 };
@@ -163,12 +207,13 @@ public:
     void readFrame(unsigned int index, float* out) const;
     // Frames first .. first + count - 1, one after another; the same errors.
     void readFrames(unsigned int first, unsigned int count, float* out) const;
-    // Every pixel without a copy: from the caller's bytes, or from a read-only mapping
-    // of the file (made on the first call). Throws FileError when the file does not
-    // hold the whole pixel block. A mapped file that another program truncates while
-    // the view is used makes the system stop the process (SIGBUS) on access; open with
-    // map = false to have frames() read the pixels into memory instead. Pixels whose
-    // offset is not 4-byte aligned are copied once, as they cannot be viewed in place.
+    // Every pixel without a copy: the caller's bytes, or a read-only mapping of the
+    // file made on the first call (only the bytes the file holds are mapped). Throws
+    // FileError when the file does not hold the whole pixel block. A mapped file that
+    // another program truncates while the view is in use makes the system stop the
+    // process (SIGBUS) when a lost page is touched; open with map = false where files
+    // can shrink, and frames() reads the pixels into memory once instead.
+    // Pixels are viewed in the file's (little-endian) byte order.
     FrameView frames() const;
 
     // Every name of the property vocabulary (sub-image fields by number, the per-frame
