@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <climits>
 #include <cmath>
 
 #include "image/FrameView.h"
@@ -34,6 +35,9 @@ void CopyBounded(char* buffer, unsigned int size, const char* text) {
 // The start is snapped back onto the grid. Rows and columns past the sub-image's
 // own, and pixels past the view, are never visited, so the work is bounded by the
 // pixels the frame holds whatever the geometry says.
+// An index no view holds, far enough from overflow to be stepped along.
+const long long kOutside = LLONG_MAX / 2;
+
 template <class Visit>
 void WalkRegion(TKavriRect rect, const TSubImage& sub, const TFrameView& view, Visit visit) {
     rect = rect.Normalized();
@@ -61,13 +65,6 @@ void WalkRegion(TKavriRect rect, const TSubImage& sub, const TFrameView& view, V
             visit(view.Data()[index], x, y);
         }
     }
-}
-
-// NaN sorts after every number and equal to any other NaN, so sorting is well defined.
-bool ModeOrder(float a, float b) {
-    if (std::isnan(a)) return false;
-    if (std::isnan(b)) return true;
-    return a < b;
 }
 
 }  // namespace
@@ -188,10 +185,14 @@ void TKavriImage::FastGetValues(TKavriRect rect, float* out, unsigned int sub, u
     if (!out || sub == 0 || sub > SubImageCount()) return;
     const TSubImage& s = subImages[sub - 1];
     const long long hBin = s.HBinStep();
-    const long long width = TKavriImage::StoredColumns(s);
+    const long long width = StoredColumns(s);
     for (long long y = rect.top; y <= rect.bottom; y += s.VBinStep()) {
         TFrameView view(*this, sub, frame, TFrameView::Read);
-        long long p = (y - s.bottom) / s.VBinStep() * width + (rect.left - static_cast<long long>(s.left)) / hBin;
+        // A row below the sub-image or past the frame reads as zeros.
+        const long long row = (y - s.bottom) / s.VBinStep();
+        long long p = kOutside;
+        if (row >= 0 && static_cast<unsigned long long>(row) * static_cast<unsigned long long>(width) <= view.Size())
+            p = row * width + (rect.left - static_cast<long long>(s.left)) / hBin;
         for (long long x = rect.left; x <= rect.right; ++x) {
             *out++ = view.Get(p);
             if ((x - s.left) % hBin == 0) ++p;
@@ -217,10 +218,12 @@ void TKavriImage::SetValues(TKavriRect rect, const float* values, unsigned int f
             continue;
         // The full width of a sub-image: its stored pixels, copied in one run.
         const long long rows = (static_cast<long long>(rect.top) - rect.bottom + 1) / sub.VBinStep();
-        const long long count = TKavriImage::StoredColumns(sub) * std::max(rows, 0LL);
+        const unsigned long long count =
+            static_cast<unsigned long long>(StoredColumns(sub)) * static_cast<unsigned long long>(std::max(rows, 0LL));
         TFrameView view(*this, k + 1, frame, TFrameView::Write);
         const long long start = PointOffset(TKavriPoint(rect.left, rect.bottom), sub);
-        for (long long i = 0; i < count && view.Holds(start + i); ++i) view.Set(start + i, values[i]);
+        for (unsigned long long i = 0; i < count && view.Holds(start + static_cast<long long>(i)); ++i)
+            view.Set(start + static_cast<long long>(i), values[i]);
         return;
     }
     for (long long y = rect.bottom; y <= rect.top; ++y)
@@ -239,29 +242,32 @@ void TKavriImage::Remap(const float* source) {
     const unsigned int count = SubImageCount();
     for (unsigned int s = 0; s < count; ++s) {
         const TSubImage& sub = subImages[s];
-        const long long width = TKavriImage::StoredColumns(sub);
-        // Rows of the earlier sub-images that lie in bands below this one.
-        long long start = 0;
+        const long long width = StoredColumns(sub);
+        if (width == 0) continue;
+        // Rows of the earlier sub-images that lie in bands below this one. Unsigned:
+        // a lying geometry wraps instead of overflowing, and reads stay in the source.
+        unsigned long long start = 0;
         for (unsigned int t = 0; t < s; ++t) {
             const TSubImage& earlier = subImages[t];
             if (earlier.bottom >= sub.bottom) continue;
             const long long below =
                 (static_cast<long long>(sub.bottom) - earlier.bottom + earlier.VBinStep() - 1) / earlier.VBinStep();
-            start += TKavriImage::StoredColumns(earlier) * std::min(below, TKavriImage::StoredRows(earlier));
+            start += static_cast<unsigned long long>(StoredColumns(earlier)) *
+                     static_cast<unsigned long long>(std::min(below, StoredRows(earlier)));
         }
         // This sub-image's band: everything side by side with its bottom row.
-        long long before = 0;
-        long long band = 0;
+        unsigned long long before = 0;
+        unsigned long long band = 0;
         for (unsigned int u = 0; u < count; ++u) {
             const TSubImage& side = subImages[u];
             if (side.bottom > sub.bottom || sub.bottom > side.top) continue;
-            band += TKavriImage::StoredColumns(side);
-            if (side.left < sub.left) before += TKavriImage::StoredColumns(side);
+            band += StoredColumns(side);
+            if (side.left < sub.left) before += StoredColumns(side);
         }
         TFrameView view(*this, s + 1, 1, TFrameView::Write);
-        for (long long row = 0; row < TKavriImage::StoredRows(sub) && view.Holds(row * width); ++row, start += band) {
+        for (long long row = 0; row < StoredRows(sub) && view.Holds(row * width); ++row, start += band) {
             for (long long c = 0; c < width; ++c) {
-                const long long from = start + before + c;
+                const unsigned long long from = start + before + static_cast<unsigned long long>(c);
                 if (from >= frameLength) break;  // the source holds one frame
                 view.Set(row * width + c, source[from]);
             }
@@ -367,20 +373,22 @@ float TKavriImage::GetMaximum(const TKavriRect& rect, unsigned int frame, TKavri
 
 float TKavriImage::ModeOf(std::vector<float>& values) {
     if (values.empty()) return 1.0f;
-    std::sort(values.begin(), values.end(), ModeOrder);
-    float best = values[0];
+    // NaN compares with nothing, so it cannot be sorted: set apart as one value
+    // above all others.
+    const auto nan = std::partition(values.begin(), values.end(), [](float v) { return !std::isnan(v); });
+    std::sort(values.begin(), nan);
+    float best = NAN;
     std::size_t bestCount = 0;
-    for (std::size_t i = 0; i < values.size();) {
-        std::size_t j = i + 1;
-        while (j < values.size() && !ModeOrder(values[i], values[j])) ++j;
+    for (auto i = values.begin(); i != nan;) {
+        const auto j = std::upper_bound(i, nan, *i);
         // Strictly more: among equal counts the smaller value, met first, stays.
-        if (j - i > bestCount) {
-            best = values[i];
-            bestCount = j - i;
+        if (static_cast<std::size_t>(j - i) > bestCount) {
+            best = *i;
+            bestCount = static_cast<std::size_t>(j - i);
         }
         i = j;
     }
-    return best;
+    return static_cast<std::size_t>(values.end() - nan) > bestCount ? NAN : best;
 }
 
 float TKavriImage::GetModeValue(unsigned int frame) {

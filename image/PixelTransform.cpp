@@ -151,8 +151,10 @@ void ApplyPointRow(TKavriImage& image, int row, unsigned int sub, unsigned int f
     const long long width = TKavriImage::StoredColumns(s);
     if (row < 1 || row > TKavriImage::StoredRows(s) || width == 0) return;  // not a stored row of the sub-image
     TFrameView view(image, sub, frame, TFrameView::Write);
-    const long long start = (row - 1) * width;
-    for (long long i = start; i < start + width && view.Holds(i); ++i) view.Data()[i] = f(view.Data()[i]);
+    const unsigned long long start = static_cast<unsigned long long>(row - 1) * static_cast<unsigned long long>(width);
+    if (start >= view.Size()) return;
+    const unsigned long long end = std::min<unsigned long long>(start + static_cast<unsigned long long>(width), view.Size());
+    for (unsigned long long i = start; i < end; ++i) view.Data()[i] = f(view.Data()[i]);
 }
 
 }  // namespace

@@ -55,6 +55,11 @@ int TruncateToInt(double value) {
     return static_cast<int>(value);
 }
 
+// a - b + 1 for coordinates: wraps instead of overflowing on a damaged file.
+int Span(int a, int b) {
+    return static_cast<int>(static_cast<std::uint32_t>(static_cast<long long>(a) - b + 1));
+}
+
 // Stored rows of a sub-image.
 long long TrackCount(const TSubImage& s) {
     return (static_cast<long long>(s.top) - s.bottom + 1) / s.VBinStep();
@@ -95,8 +100,8 @@ void TKestoImage::SetDefaults() {
     const LONG_RECT format = GetDetectorRect();
 
     Mode = GetNumberImages() > 1 ? kModeKinetic : kModeSingle;
-    detector_format_x = format.right - format.left + 1;
-    detector_format_z = format.top - format.bottom + 1;
+    detector_format_x = Span(format.right, format.left);
+    detector_format_z = Span(format.top, format.bottom);
 
     if (GetNumberSubImages() > 1) {
         ReadPattern = kPatternMultiTrack;
@@ -191,36 +196,36 @@ TSubImage TKestoImage::GetCCDSubimageFormat(unsigned int index) const {
     const TSubImage s = StoredSubImage(index);
     if (index == 0 || index > GetNumberSubImages()) return s;
     const LONG_RECT format = GetDetectorRect();
-    int w = format.right - format.left + 1;
-    int h = format.top - format.bottom + 1;
+    int w = Span(format.right, format.left);
+    int h = Span(format.top, format.bottom);
     if (Clock != 0 || AClock != 0) std::swap(w, h);
 
     TSubImage r = s;
     // Counter-clockwise rotation wins when both are recorded.
     if (AClock != 0) {
         r.left = s.bottom;
-        r.top = w - s.left + 1;
+        r.top = Span(w, s.left);
         r.right = s.top;
-        r.bottom = w - s.right + 1;
+        r.bottom = Span(w, s.right);
         r.vBin = s.hBin;
         r.hBin = s.vBin;
     } else if (Clock != 0) {
-        r.left = h - s.top + 1;
+        r.left = Span(h, s.top);
         r.top = s.right;
-        r.right = h - s.bottom + 1;
+        r.right = Span(h, s.bottom);
         r.bottom = s.left;
         r.vBin = s.hBin;
         r.hBin = s.vBin;
     }
     if (FlipX != 0) {
         const int left = r.left;
-        r.left = w - r.right + 1;
-        r.right = w - left + 1;
+        r.left = Span(w, r.right);
+        r.right = Span(w, left);
     }
     if (FlipY != 0) {
         const int bottom = r.bottom;
-        r.bottom = h - r.top + 1;
-        r.top = h - bottom + 1;
+        r.bottom = Span(h, r.top);
+        r.top = Span(h, bottom);
     }
     return r;
 }
@@ -299,9 +304,8 @@ TKestoImage* TKestoImage::MergeSpectraToImage() {
 
 TKestoImage* TKestoImage::Trim(int width) {
     if (!HoldsAllFrames()) return nullptr;
-    const LONG_RECT f = GetDetectorRect();
-    const TKavriRect format(f.left, f.top, f.right, f.bottom);
-    const long long w = static_cast<long long>(format.Width()) + 1;
+    const LONG_RECT format = GetDetectorRect();
+    const long long w = static_cast<long long>(format.right) - format.left + 1;
     if (width < 1 || width > w) return nullptr;
 
     // The band in this image's columns.
@@ -377,10 +381,13 @@ bool TKestoImage::ReadXMLDataStructure(TMcfDataXML& xml) {
         irigDataHandler.SetIRIGAvailablity(xml.GetIntData("IRIGAvailable", 0) != 0);
         if (const char* irig = xml.GetStringData("IRIGData", nullptr)) irigDataHandler.SetAllIRIGDataAsHex(irig);
 
-        const int length = xml.GetIntData("MetaDataLength", 0);
+        int length = xml.GetIntData("MetaDataLength", 0);
+        // No packet is longer than the decoder's word counter reaches; a longer or
+        // negative length would only size buffers for nothing.
+        if (length < 0 || static_cast<unsigned int>(length) > MetaData::kMaxSizeOfMetaData) length = 0;
         metaDataHandler.SetAvailablity(length != 0);
         metaDataHandler.SetDataLength(length);
-        metaDataPacket.SetSizeOfMetaData(length > 0 ? static_cast<unsigned int>(length) : 0);
+        metaDataPacket.SetSizeOfMetaData(static_cast<unsigned int>(length));
         if (length != 0) metaDataHandler.SetAllMetaData(xml.GetStringData("MetaData", nullptr));
         xml.PopNode();
     }

@@ -7,9 +7,11 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "image/KavriImage.h"
+#include "support/RecordTexts.h"
 
 namespace {
 
@@ -39,11 +41,8 @@ struct TwoRegions : ::testing::Test {
     }
 };
 
-std::string FloatBytes(std::initializer_list<float> values) {
-    std::string bytes;
-    for (float v : values) bytes.append(reinterpret_cast<const char*>(&v), sizeof v);
-    return bytes;
-}
+std::pair<int, int> XY(const TKavriPoint& p) { return {p.x, p.y}; }
+std::pair<int, int> XY(int x, int y) { return {x, y}; }
 
 }  // namespace
 
@@ -52,7 +51,6 @@ TEST_F(TwoRegions, ValuesThroughBinning) {
     EXPECT_EQ(image.GetValue(3, 1, 1), 11.0f);
     EXPECT_EQ(image.GetValue(4, 2, 1), 13.0f);
     EXPECT_EQ(image.GetValue(5, 4, 1), 24.0f);  // rows 3 and 4 share a stored row
-    EXPECT_EQ(image.GetValue(1, 5, 1), 30.0f);
     EXPECT_EQ(image.GetValue(6, 6, 2), 55.0f);
     EXPECT_EQ(image.GetValue(5, 1, 1), 0.0f);  // beside the lower region, below the upper
     EXPECT_EQ(image.GetValue(1, 7, 1), 0.0f);
@@ -107,42 +105,35 @@ TEST_F(TwoRegions, ExtremesWithPositions) {
     TKavriPoint at(-7, -7);
     // Rows 4..6 snap back to row 3 on the 2-row grid: rows 3 and 5, columns 2..3.
     EXPECT_EQ(image.GetSubImageMinimum(TKavriRect(2, 6, 3, 4), 2, 1, &at), 21.0f);
-    EXPECT_EQ(at.x, 2);
-    EXPECT_EQ(at.y, 3);
+    EXPECT_EQ(XY(at), XY(2, 3));
     EXPECT_EQ(image.GetSubImageMaximum(TKavriRect(2, 6, 3, 4), 2, 1, &at), 32.0f);
-    EXPECT_EQ(at.x, 3);
-    EXPECT_EQ(at.y, 5);
+    EXPECT_EQ(XY(at), XY(3, 5));
 
     // Ties keep the first in scan order: 7 at (1,2) and (3,2).
     EXPECT_EQ(image.GetMaximum(TKavriRect(1, 2, 4, 1), 2, at), 7.0f);
-    EXPECT_EQ(at.x, 1);
-    EXPECT_EQ(at.y, 2);
+    EXPECT_EQ(XY(at), XY(1, 2));
 
     // Over all frames the value is the overall extreme, the position that of the
     // last region searched (frame 2, upper region).
     EXPECT_EQ(image.GetMinimum(TKavriRect(1, 6, 6, 1), 0, at), -5.0f);
-    EXPECT_EQ(at.x, 1);
-    EXPECT_EQ(at.y, 3);
+    EXPECT_EQ(XY(at), XY(1, 3));
     EXPECT_EQ(image.GetMaximum(TKavriRect(1, 6, 6, 1), 0, at), 55.0f);
-    EXPECT_EQ(at.x, 6);
-    EXPECT_EQ(at.y, 5);
+    EXPECT_EQ(XY(at), XY(6, 5));
 
     // Meeting no region: the fixed values, the position reset to (1,1).
     EXPECT_EQ(image.GetMinimum(TKavriRect(7, 1, 9, 2), 1, at), 0.0f);
     EXPECT_EQ(image.GetMaximum(TKavriRect(7, 1, 9, 2), 1, at), 1.0f);
-    EXPECT_EQ(at.x, 1);
-    EXPECT_EQ(at.y, 1);
+    EXPECT_EQ(XY(at), XY(1, 1));
     // A frame past the series leaves the position alone.
     at = TKavriPoint(-7, -7);
     EXPECT_EQ(image.GetMinimum(TKavriRect(1, 6, 6, 1), 3, at), 0.0f);
     EXPECT_EQ(image.GetMaximum(TKavriRect(1, 6, 6, 1), 3, at), 1.0f);
-    EXPECT_EQ(at.x, -7);
+    EXPECT_EQ(XY(at), XY(-7, -7));
 
     // Infinities and NaN never count; a region of nothing else is "nothing found".
     Fill(image, 1, {-INFINITY, 3, NAN, 4});
     EXPECT_EQ(image.GetMinimum(TKavriRect(1, 2, 4, 1), 1, at), 3.0f);
-    EXPECT_EQ(at.x, 3);
-    EXPECT_EQ(at.y, 1);
+    EXPECT_EQ(XY(at), XY(3, 1));
     Fill(image, 1, {INFINITY, INFINITY, INFINITY, INFINITY});
     EXPECT_EQ(image.GetMinimum(TKavriRect(1, 2, 4, 1), 1, at), 0.0f);
 
@@ -173,7 +164,7 @@ TEST(ImageValueAccess, LyingGeometryStaysInsideTheFrame) {
         "65538 1 9 1 9 1 1 4\n"
         "65538 -2147483648 2147483647 2147483647 -2147483648 0 0 1\n"
         "         0\n0\n" +
-        FloatBytes({1, 2, 3, 4});
+        kvmcftest::FloatBytes({1, 2, 3, 4});
     std::istringstream is(record);
     TKavriImage image;
     is >> image;
@@ -199,9 +190,35 @@ TEST(ImageValueAccess, LyingGeometryStaysInsideTheFrame) {
     EXPECT_EQ(at.y, INT32_MIN);
     EXPECT_EQ(image.GetModeValue(1), 1.0f);  // 1, 2, 3, 4 once each
 
+    // Region 1 takes its count from region 2 (8 pixels), the frame holds 4; region
+    // 4's second stored row would start 2^32 pixels in.
+    image.Sqrt(1u, 1u);
+    image.Sqrt(2, 4, 1);
+    EXPECT_EQ(FrameValues(image, 1), (std::vector<float>{1, std::sqrt(2.0f), std::sqrt(3.0f), 2}));
+
     // Frames made shorter than the frame length are read only as far as they go.
     image.CreateDataArray(DataStore::Float, 1, 2, true);
     EXPECT_EQ(image.GetModeValue(1), 0.0f);
     EXPECT_EQ(image.GetValue(1, 3, 1), 0.0f);
     image.Remap(std::vector<float>(4, 1.0f).data());
+}
+
+TEST(ImageValueAccess, TypedFramesReleaseWhatTheyRead) {
+    const TSubImage strip(1, 1, 2, 1, 1, 1);
+    TKavriImage image(TKavriRect(1, 1, 2, 1), 1, &strip, 3, false, true, DataStore::UnsignedShort);
+    TKavriPoint at;
+    std::vector<float> values;
+    for (unsigned int f = 1; f <= 3; ++f) {
+        image.GetValue(1, 1, f);
+        image.GetMaximum(TKavriRect(1, 1, 2, 1), f, at);
+        image.GetSubimageValues(TKavriRect(1, 1, 2, 1), 1, f, values);
+        image.GetModeValue(f);
+    }
+    // Only the two most recently read frames keep a float view, held by the cache alone.
+    EXPECT_EQ(image.GetFrame(1)->GetFloatCopy(), nullptr);
+    EXPECT_EQ(image.GetFrame(2)->GetReadCount(), 1u);
+    EXPECT_EQ(image.GetFrame(3)->GetReadCount(), 1u);
+    // A transform turns the frame float for good: no wrap-around at 65536.
+    EXPECT_TRUE(image.Add(70000.5f, 1));
+    EXPECT_EQ(image.GetValue(2, 1, 1), 70000.5f);
 }

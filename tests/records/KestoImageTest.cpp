@@ -184,6 +184,11 @@ TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
     EXPECT_EQ(image->GetMetaDataTagValue(2, 6), 0u);  // needs a version above 3
     EXPECT_EQ(image->GetMetaDataTagValue(2, 1), 0u);  // frame 1's value does not linger
     EXPECT_EQ(image->GetMetaDataTagValue(3, 3), 0u);  // beyond the series
+
+    // No packet can be longer than 65535 bytes: such a length means no metadata.
+    TMcfDataXML tooLong("<TKestoImage><MetaDataLength>70000</MetaDataLength></TKestoImage>");
+    image->ReadXMLDataStructure(tooLong);
+    EXPECT_FALSE(image->GetMetaDataHandler().GetAvailablity());
 }
 
 TEST(KestoImage, KineticTimeFromGateStepStampsOrCycleTime) {
