@@ -101,10 +101,12 @@ struct Property {
     std::string text;
 };
 
+// A sub-image: detector columns left..right, rows bottom..top, binning.
 struct SubImage {
     int left = 0, bottom = 0, right = 0, top = 0, hBin = 0, vBin = 0;
 };
 
+// A version word's halves: major (high) and minor (low).
 struct Version {
     unsigned int high = 0, low = 0;
     bool operator==(const Version& o) const { return high == o.high && low == o.low; }
@@ -128,6 +130,7 @@ struct Axis {
 // views on to the File it moved to).
 class KVMCF_CXX_API FrameView {
 public:
+    // Iterates the floats of a view, loading each from its bytes.
     class Iterator {
     public:
         using iterator_category = std::random_access_iterator_tag;
@@ -158,12 +161,14 @@ public:
         : bytes_(bytes), frameLength_(frameLength), frameCount_(frameCount) {}
     // Floats in all.
     std::size_t size() const { return frameLength_ * frameCount_; }
+    // Floats per frame, and frames.
     std::size_t frameLength() const { return frameLength_; }
     unsigned int frameCount() const { return frameCount_; }
     // Pixel i of the whole block; no range check.
     float operator[](std::size_t i) const { return load(bytes_ + 4 * i); }
     // The pixels of frame `index` (from 0); no range check.
     Iterator frame(unsigned int index) const { return Iterator(bytes_ + 4 * frameLength_ * index); }
+    // The whole block, for range loops and algorithms.
     Iterator begin() const { return Iterator(bytes_); }
     Iterator end() const { return Iterator(bytes_ + 4 * size()); }
     // The first pixel's bytes.
@@ -191,12 +196,15 @@ class File;
 // the File lives.
 class KVMCF_CXX_API Source {
 public:
+    // Which source this is, and its name ("signal", ...).
     SourceId id() const;
     const char* name() const { return sourceName(id()); }
 
+    // Frames in the series.
     unsigned int frameCount() const;
     // Pixels per frame.
     unsigned int frameLength() const;
+    // Detector area and binning of each sub-image of a frame.
     std::vector<SubImage> subImages() const;
     // Byte offset of the first pixel in the file.
     long long dataStart() const;
@@ -226,7 +234,7 @@ public:
     // Calibrated X of every detector column, Z of every detector row.
     Axis xAxis() const;
     Axis zAxis() const;
-    // The calibrated value of a data value on the Y axis, with its texts.
+    // The calibrated value of a data value on the Y axis, and the axis's texts.
     double yValue(float value) const;
     std::string yType() const;
     std::string yUnit() const;
@@ -236,6 +244,11 @@ public:
     std::vector<unsigned int> timeStamps() const;
     std::vector<std::uint64_t> metadataWords() const;
     std::vector<float> kineticTimes() const;
+    // Per frame, from the file's extension section: the time code as local time text
+    // ("Tue Mar  3 14:05:09.250 2015"; empty for a frame without one), and the value of
+    // metadata packet tag `tag` (0 where a packet lacks it). Empty when the file has none.
+    std::vector<std::string> irigTimes() const;
+    std::vector<std::uint64_t> metadataTagValues(int tag) const;
 
     // Record versions of this source: instrument header, calibration, image data.
     Version headerVersion() const;
@@ -258,6 +271,7 @@ struct StructureVersions {
     Version file, header, calibration, image;
 };
 
+// How a path is opened.
 struct OpenOptions {
     ReadMode mode = ReadMode::All;
     // frames() maps the file; false reads the pixels into memory on the first call.
@@ -282,11 +296,14 @@ public:
 
     // The path, empty for bytes.
     const std::string& path() const;
+    // The read mode it was opened with.
     ReadMode mode() const;
     // The two halves of the file's version word.
     Version version() const;
+    // The versions the C version query reports.
     StructureVersions structureVersions() const;
 
+    // Whether the file holds the source.
     bool has(SourceId id) const;
     // Throws Error(NotPresent) for an absent source.
     const Source& source(SourceId id) const;
