@@ -152,7 +152,12 @@ class Diagnoser {
             return;
         }
         if (!ReadFileHeader()) return;
-        if (!d_.formatKnown) return;
+        if (!d_.formatKnown) {
+            // Other files open with no sources, but only if the stream is still good.
+            if (!is_.good())
+                Stop(-1, 0, Part::FileHeader, magicKnown_ ? "version word" : "magic line", d_.fileSize, "");
+            return;
+        }
         for (int slot = 0; slot < 5; ++slot)
             if (!ReadSource(slot)) return;
         CheckExtension();
@@ -195,6 +200,7 @@ class Diagnoser {
         }
         bool known = false;
         for (const char* m : kMagics) known = known || std::strcmp(magic, m) == 0;
+        magicKnown_ = known;
         if (!known) return true;  // opens with every source absent
 
         const long long at = static_cast<long long>(is_.tellg());
@@ -321,6 +327,7 @@ class Diagnoser {
 
     std::istream& is_;
     Diagnosis& d_;
+    bool magicKnown_ = false;
 };
 
 }  // namespace

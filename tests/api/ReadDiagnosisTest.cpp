@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "api/MCFIOManager.h"
 #include "api/ReadDiagnosis.h"
 #include "api/kvmcfio.h"
 #include "support/HandTypedFile.h"
@@ -148,4 +149,37 @@ TEST(ReadDiagnosis, FileHeaderFaults) {
     const ReadDiagnosis::Diagnosis missing = ReadDiagnosis::DiagnoseFile("/nonexistent/file.mcf");
     EXPECT_FALSE(missing.stop.intact);
     EXPECT_EQ(missing.stop.expected, "a readable file");
+}
+
+// The diagnosis re-reads with the same readers as the open, so the two must agree on
+// every file: intact exactly when the open succeeds, and a stop inside the file.
+TEST(ReadDiagnosis, AgreesWithTheOpenOnEveryCutAndChangedByte) {
+    auto opens = [](std::string bytes) {
+        try {
+            const unsigned int code = KVMCF_ReadFromByteArray(reinterpret_cast<unsigned char*>(&bytes[0]),
+                                                              static_cast<unsigned int>(bytes.size()));
+            KVMCF_CloseFile();
+            return code == KVMCF_SUCCESS;
+        } catch (const TMCFLoadException&) {
+            return false;
+        }
+    };
+    auto check = [&](const std::string& bytes, const std::string& what) {
+        const ReadDiagnosis::Diagnosis d = Diagnose(bytes);
+        EXPECT_EQ(d.stop.intact, opens(bytes)) << what << ": " << d.Describe();
+        if (!d.stop.intact) {
+            EXPECT_GE(d.stop.offset, 0) << what;
+            EXPECT_LE(d.stop.offset, static_cast<long long>(bytes.size())) << what;
+        }
+    };
+    for (std::size_t size = 1; size < kFile.size(); ++size)
+        check(kFile.substr(0, size), "cut at " + std::to_string(size));
+    // A letter, a blank, a sign and a digit put in every place.
+    for (std::size_t at = 0; at < kFile.size(); ++at) {
+        for (char c : {'q', ' ', '-', '9'}) {
+            std::string changed = kFile;
+            changed[at] = c;
+            check(changed, std::string(1, c) + " at " + std::to_string(at));
+        }
+    }
 }

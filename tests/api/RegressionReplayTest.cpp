@@ -1,0 +1,125 @@
+// Replays every input under fuzz/regressions/<target>/ through that fuzz target's own
+// entry point, so a fault a fuzzer once found fails every build if it comes back.
+// The targets' sources are compiled in here, each entry point renamed, so the replay
+// runs exactly the code the fuzzer ran; a finding aborts as it does under the fuzzer,
+// after the input's path has been printed.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#define LLVMFuzzerTestOneInput ReplayOpenBytes
+#include "fuzz/open_bytes_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayOpenPath
+#include "fuzz/open_path_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayHeader
+#include "fuzz/records/header_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplaySpect
+#include "fuzz/records/spect_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayKavriSpect
+#include "fuzz/records/kavrispect_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayShutter
+#include "fuzz/records/shutter_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayIccd
+#include "fuzz/records/iccd_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayCrop
+#include "fuzz/records/crop_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayUserText
+#include "fuzz/records/usertext_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayCalib
+#include "fuzz/records/calib_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayImage
+#include "fuzz/records/image_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayImageHeaderOnly
+#include "fuzz/records/image_header_only_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#include "fuzz/FuzzSupport.cpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Target {
+    const char* name;
+    int (*run)(const std::uint8_t*, std::size_t);
+};
+
+const Target kTargets[] = {
+    {"fuzz_open_bytes", ReplayOpenBytes},
+    {"fuzz_open_path", ReplayOpenPath},
+    {"fuzz_header", ReplayHeader},
+    {"fuzz_spect", ReplaySpect},
+    {"fuzz_kavrispect", ReplayKavriSpect},
+    {"fuzz_shutter", ReplayShutter},
+    {"fuzz_iccd", ReplayIccd},
+    {"fuzz_crop", ReplayCrop},
+    {"fuzz_usertext", ReplayUserText},
+    {"fuzz_calib", ReplayCalib},
+    {"fuzz_image", ReplayImage},
+    {"fuzz_image_header_only", ReplayImageHeaderOnly},
+};
+
+// The repository's fuzz/regressions, found from this file's own place in tests/api/.
+fs::path RegressionRoot() {
+    return fs::path(__FILE__).parent_path().parent_path().parent_path() / "fuzz" / "regressions";
+}
+
+const Target* FindTarget(const std::string& name) {
+    for (const Target& t : kTargets)
+        if (name == t.name) return &t;
+    return nullptr;
+}
+
+bool Replayed(const fs::directory_entry& entry) {
+    return entry.is_regular_file() && entry.path().filename().string().compare(0, 1, ".") != 0;
+}
+
+std::vector<fs::path> Folders() {
+    std::vector<fs::path> folders;
+    std::error_code ec;
+    for (const fs::directory_entry& e : fs::directory_iterator(RegressionRoot(), ec))
+        if (e.is_directory()) folders.push_back(e.path());
+    return folders;
+}
+
+}  // namespace
+
+TEST(RegressionReplay, EveryFolderHasItsTarget) {
+    ASSERT_TRUE(fs::is_directory(RegressionRoot())) << RegressionRoot();
+    for (const fs::path& folder : Folders())
+        EXPECT_NE(FindTarget(folder.filename().string()), nullptr)
+            << folder << ": no replay for this target; add its entry point to kTargets";
+}
+
+TEST(RegressionReplay, EveryInputRunsThroughItsTarget) {
+    for (const fs::path& folder : Folders()) {
+        const Target* target = FindTarget(folder.filename().string());
+        if (target == nullptr) continue;
+        for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+            if (!Replayed(entry)) continue;
+            std::ifstream is(entry.path(), std::ios::binary);
+            const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(is)),
+                                                  std::istreambuf_iterator<char>());
+            // A finding aborts: the last line printed names the input.
+            std::fprintf(stderr, "replaying %s\n", entry.path().c_str());
+            EXPECT_EQ(target->run(bytes.data(), bytes.size()), 0) << entry.path();
+        }
+    }
+    KVMCF_SetFileAccessMode(KVMCF_READ_ALL);
+}
