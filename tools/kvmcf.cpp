@@ -13,8 +13,8 @@ namespace {
 void Usage() {
     std::printf(
         "usage: kvmcf [FILE]                     sources, frames, sub-images, calibration and statistics\n"
-        "       kvmcf info FILE [--source NAME] [--json]\n"
-        "                                        every named property of each source\n"
+        "       kvmcf info FILE... [--source NAME] [--json]\n"
+        "                                        every named property of each source, one block per file\n"
         "       kvmcf check FILE [--json]        where a damaged file stops, whole frames per source\n"
         "       kvmcf salvage FILE OUT           write the intact sources and whole frames to OUT\n"
         "       kvmcf --write-demo PATH          write the demo file\n"
