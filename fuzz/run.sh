@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$1
-seconds=${2:-25}
+seconds=${2:-15}
 corpus=$build/corpus
 findings=$build/findings
 rm -rf "$corpus" "$findings"
