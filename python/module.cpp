@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "kvmcf/kvmcf.hpp"
-#include "python/ExtensionTimeCodes.h"
 
 namespace py = pybind11;
 
@@ -133,14 +132,17 @@ py::array ReadOnlyView(const std::shared_ptr<Handle>& handle, const kvmcf::Frame
     const std::vector<py::ssize_t> shape{static_cast<py::ssize_t>(view.frameCount()),
                                          static_cast<py::ssize_t>(view.frameLength())};
     py::array out;
-    if (view.size() == 0 || view.data() == nullptr) {
+    if (view.size() == 0 || view.bytes() == nullptr) {
         out = py::array_t<float>(shape);
     } else {
         auto mapping = std::make_shared<Mapping>();
         mapping->handle = handle;
-        mapping->address = reinterpret_cast<std::uintptr_t>(view.data());
+        mapping->address = reinterpret_cast<std::uintptr_t>(view.bytes());
         mapping->bytes = view.size() * sizeof(float);
-        out = py::array_t<float>(shape, view.data(), py::cast(mapping));
+        // numpy reads pixels at any byte offset, so an unaligned block is viewed too.
+        const std::vector<py::ssize_t> strides{static_cast<py::ssize_t>(view.frameLength() * sizeof(float)),
+                                               static_cast<py::ssize_t>(sizeof(float))};
+        out = py::array(py::dtype("<f4"), shape, strides, view.bytes(), py::cast(mapping));
     }
     out.attr("flags").attr("writeable") = false;
     return out;
@@ -241,19 +243,10 @@ PYBIND11_MODULE(_kvmcfio, m) {
         .def("time_stamps", [](const PySource& s) { return ToArray(s.source().timeStamps()); })
         .def("metadata_words", [](const PySource& s) { return ToArray(s.source().metadataWords()); })
         .def("kinetic_times", [](const PySource& s) { return ToArray(s.source().kineticTimes()); })
-        .def("time_codes",
-             [](const PySource& s) -> py::object {
-                 const std::shared_ptr<Handle> keep = s.handle();
-                 const Handle& h = *keep;
-                 const kvmcf::Source& source = s.source();
-                 std::optional<std::vector<TIRIGTimeCode>> codes =
-                     h.bytes.empty() ? kvmcfpy::ExtensionTimeCodes(h.file->path(), source)
-                                     : kvmcfpy::ExtensionTimeCodesFromBytes(h.bytes, source);
-                 if (!codes) return py::none();
+        .def("irig_times",
+             [](const PySource& s) {
                  py::list out;
-                 for (const TIRIGTimeCode& c : *codes)
-                     out.append(py::make_tuple(c.YearOfCentury, c.DayOfYear, c.Hours, c.Minutes, c.Seconds, c.Hundredths,
-                                               c.SubCount));
+                 for (const std::string& t : s.source().irigTimes()) out.append(Text(t));
                  return out;
              })
         .def("versions", [](const PySource& s) {

@@ -40,14 +40,19 @@ def _text(value):
     return value.strip(" \0")
 
 
-def _time_code_datetime(code):
-    year, day, hours, minutes, seconds, hundredths, count = code
-    if not (year or day or hours or minutes or seconds):
+_MONTHS = ("Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec")
+
+
+def _time_code_datetime(text):
+    # "Thu Feb 29 13:45:27.250 2024": fixed English names, whatever the locale.
+    try:
+        _, month, day, clock, year = text.split()
+        hms, millis = clock.split(".")
+        hours, minutes, seconds = (int(v) for v in hms.split(":"))
+        return datetime.datetime(int(year), _MONTHS.index(month) + 1, int(day), hours, minutes, seconds,
+                                 int(millis) * 1000)
+    except ValueError:
         return None
-    # The clock's fields are taken as they stand: a time code carries no zone.
-    return datetime.datetime(2000 + year, 1, 1) + datetime.timedelta(
-        days=day - 1, hours=hours, minutes=minutes, seconds=seconds,
-        microseconds=hundredths * 10000 + count // 100)
 
 
 class Source:
@@ -199,13 +204,13 @@ class Source:
 
     @property
     def irig_times(self):
-        """The time code of each frame as a naive ``datetime`` (None for a frame
-        whose code is empty), or None when the file carries no time codes for this
-        source."""
-        codes = self._impl.time_codes()
-        if codes is None:
+        """The time code of each frame as a naive local ``datetime`` to the
+        millisecond (None for a frame without one), or None when the file carries
+        no time codes for this source."""
+        texts = self._impl.irig_times()
+        if not texts:
             return None
-        return [_time_code_datetime(c) for c in codes]
+        return [_time_code_datetime(t) for t in texts]
 
     @property
     def versions(self):
