@@ -284,8 +284,8 @@ public:
     // Opens a file on disk. Throws Error with the code the C open would return.
     static File open(const std::string& path, OpenOptions options = {});
     static File open(const std::string& path, ReadMode mode) { return open(path, OpenOptions{mode, true}); }
-    // Opens a file held in memory. The bytes are not copied: keep them valid and
-    // unchanged while the File lives.
+    // Opens a file held in memory, of less than 4 GiB as for the C open. The bytes are
+    // not copied: keep them valid and unchanged while the File lives.
     static File fromBytes(const void* bytes, std::size_t size, ReadMode mode = ReadMode::All);
 
     File(File&& other) noexcept;
