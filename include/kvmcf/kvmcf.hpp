@@ -89,6 +89,7 @@ private:
 // monostate: the value query writes no text for this name.
 using Value = std::variant<std::monostate, long long, unsigned long long, double, std::string>;
 
+// The type a property query reports; Byte for the one-byte codes (reported as 1).
 enum class PropertyType { Int32, UInt32, UInt64, Float, Double, String, Byte };
 
 // One named property: its type, typed value and the exact text and type code the C
