@@ -7,6 +7,7 @@
 #include "tools/Commands.h"
 #include "tools/DemoFile.h"
 #include "tools/DiagnosisCommands.h"
+#include "tools/ExportCommands.h"
 
 namespace {
 
@@ -17,6 +18,8 @@ void Usage() {
         "                                        every named property of each source\n"
         "       kvmcf check FILE [--json]        where a damaged file stops, whole frames per source\n"
         "       kvmcf salvage FILE OUT           write the intact sources and whole frames to OUT\n"
+        "       kvmcf export FILE OUT [--source NAME] [--frames A:B] [--format tiff|hdf5|csv] [--rows A:B]\n"
+        "                                        frames as a TIFF stack, an HDF5 file or a CSV table\n"
         "       kvmcf --write-demo PATH          write the demo file\n"
         "With no FILE, kvmcf writes the demo file kvmcf-demo.mcf in the current folder and shows it.\n");
 }
@@ -47,6 +50,7 @@ int main(int argc, char** argv) {
     if (command == "info") return kvmcftools::RunInfo(rest);
     if (command == "check") return kvmcftools::RunCheck(rest);
     if (command == "salvage") return kvmcftools::RunSalvage(rest);
+    if (command == "export") return kvmcftools::RunExport(rest);
     if (command.compare(0, 1, "-") == 0) {
         std::fprintf(stderr, "kvmcf: unknown option %s (try kvmcf --help)\n", command.c_str());
         return 2;
