@@ -16,6 +16,7 @@
 #include "api/MCFIOManager.h"
 #include "api/PropertyTable.h"
 #include "api/ReadDiagnosis.h"
+#include "metadata/mcfdataxml.h"
 
 namespace kvmcf {
 
@@ -112,6 +113,8 @@ struct File::Impl {
 
     ~Impl();
     void Open();
+    // The per-frame packets and time codes the extension section holds for each source.
+    void ReadExtras();
     // Copies `length` bytes at `offset` of the file into out; FileError when it does not hold them.
     void ReadAt(unsigned long long offset, unsigned long long length, void* out) const;
 };
@@ -127,6 +130,8 @@ struct Source::Impl {
     void* map = nullptr;
     std::size_t mapSize = 0;
     std::vector<float> copy;
+    // Per-frame metadata packets and time codes; null when the file has none for this source.
+    std::unique_ptr<TKestoImage> extras;
 
     ~Impl() {
         if (map) munmap(map, mapSize);
@@ -184,6 +189,46 @@ void File::Impl::Open() {
                           {KVMCF_STRUCTURE_CALIBRATION, &versions.calibration},
                           {KVMCF_STRUCTURE_IMAGE, &versions.image}};
     for (const auto& e : elements) manager.GetStructureVersion(e.element, &e.version->high, &e.version->low);
+    ReadExtras();
+}
+
+void File::Impl::ReadExtras() {
+    unsigned long long total = size;
+    struct stat st;
+    if (fd >= 0) total = fstat(fd, &st) == 0 && st.st_size > 0 ? static_cast<unsigned long long>(st.st_size) : 0;
+    if (total < 12) return;
+    // The open has read this section once already, so its size is known to be sound.
+    try {
+        unsigned char tail[12];
+        ReadAt(total - 12, 12, tail);
+        if (std::memcmp(tail + 8, "MCFX", 4) != 0) return;
+        unsigned long long length = 0;
+        for (int i = 7; i >= 0; --i) length = (length << 8) | tail[i];
+        if (length > total - 12) return;
+        std::string text(static_cast<std::size_t>(length), '\0');
+        ReadAt(total - 12 - length, length, &text[0]);
+        TMcfDataXML xml(text.c_str());
+        static const char* const kItems[kSourceCount][2] = {
+            {"Signals", "Signal"}, {"References", "Reference"}, {"Backgrounds", "Background"},
+            {"Lives", "Live"},     {"Sources", "Source"}};
+        for (int slot = 0; slot < kSourceCount; ++slot) {
+            Source::Impl* source = sourceImpls[slot].get();
+            if (!source || !xml.SetFirstChildNode(kItems[slot][0])) continue;
+            if (xml.SetFirstChildNode(kItems[slot][1])) {
+                auto extras = std::make_unique<TKestoImage>();
+                const int frames = static_cast<int>(source->image->calibImage.GetNumberImages());
+                extras->GetMetaDataHandler().SetSeriesLength(frames);
+                extras->GetIRIGDataHandler().SetSeriesLength(frames);
+                extras->ReadXMLDataStructure(xml);
+                xml.PopNode();
+                source->extras = std::move(extras);
+            }
+            xml.PopNode();
+        }
+    } catch (const Error&) {
+        // The file shrank since it was opened: there is nothing more to tell.
+    } catch (const TMCFLoadException&) {
+    }
 }
 
 File::File(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -313,14 +358,13 @@ void Source::Impl::MakeView() {
         mapSize = static_cast<std::size_t>(end);
         base = static_cast<const unsigned char*>(m);
     }
-    const unsigned char* pixels = base ? base + start : nullptr;
-    if (pixels && reinterpret_cast<std::uintptr_t>(pixels) % alignof(float) == 0) {
-        view = FrameView(reinterpret_cast<const float*>(pixels), length, frames);
+    if (base) {
+        view = FrameView(base + start, length, frames);
         return;
     }
     copy.resize(static_cast<std::size_t>(length) * frames);
     file->ReadAt(static_cast<unsigned long long>(start), end - static_cast<unsigned long long>(start), copy.data());
-    view = FrameView(copy.data(), length, frames);
+    view = FrameView(reinterpret_cast<const unsigned char*>(copy.data()), length, frames);
 }
 
 FrameView Source::frames() const {
@@ -411,6 +455,31 @@ std::vector<float> Source::kineticTimes() const {
     std::vector<float> out(frameCount());
     for (unsigned int i = 0; i < out.size(); ++i)
         impl_->file->manager.GetHighPrecisionTimeStamp(CSource(impl_->id), i, &out[i], impl_->image);
+    return out;
+}
+
+std::vector<std::string> Source::irigTimes() const {
+    std::vector<std::string> out;
+    const TKestoImage* extras = impl_->extras.get();
+    if (!extras || !extras->GetIRIGDataHandler().GetIRIGAvailablity()) return out;
+    // The translation goes through the C library's local time.
+    std::lock_guard<std::mutex> lock(impl_->file->queries);
+    for (int f = 0; f < static_cast<int>(frameCount()); ++f) {
+        unsigned char text[TIRIGDataHandler::kTranslatedTextSize] = {};
+        extras->GetIRIGDataHandler().GetTranslatedIRIGData(text, f);
+        std::string time(reinterpret_cast<const char*>(text));
+        if (!time.empty() && time.back() == '\n') time.pop_back();
+        out.push_back(time);
+    }
+    return out;
+}
+
+std::vector<std::uint64_t> Source::metadataTagValues(int tag) const {
+    std::vector<std::uint64_t> out;
+    TKestoImage* extras = impl_->extras.get();
+    if (!extras || !extras->GetMetaDataHandler().GetAvailablity()) return out;
+    std::lock_guard<std::mutex> lock(impl_->file->queries);
+    for (unsigned int f = 1; f <= frameCount(); ++f) out.push_back(extras->GetMetaDataTagValue(static_cast<int>(f), tag));
     return out;
 }
 

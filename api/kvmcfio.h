@@ -64,31 +64,47 @@ typedef enum KVMCF_CalibrationAxis {
     KVMCF_AXIS_Z = 0x40000002
 } KVMCF_CalibrationAxis;
 
+/* Opens the file at path (closing any open one) with the current access mode. */
 KVMCF_EXPORT unsigned int KVMCF_ReadFromFile(char* path);
-/* The bytes are not copied: keep them valid until the file is closed.
+/* Opens a file held in memory (closing any open one).
+ * The bytes are not copied: keep them valid until the file is closed.
  * A format error in the bytes is thrown (TMCFLoadException) rather than returned. */
 KVMCF_EXPORT unsigned int KVMCF_ReadFromByteArray(unsigned char* bytes, unsigned int size);
+/* Read every pixel while opening, or only the records (pixels read on demand). */
 KVMCF_EXPORT unsigned int KVMCF_SetFileAccessMode(KVMCF_ReadMode mode);
+/* Whether a file is open. */
 KVMCF_EXPORT unsigned int KVMCF_IsLoaded(int* loaded);
+/* Closes the open file, if any. */
 KVMCF_EXPORT unsigned int KVMCF_CloseFile(void);
+/* Whether the open file holds the data source. */
 KVMCF_EXPORT unsigned int KVMCF_IsDataSourcePresent(KVMCF_DataSource source, int* present);
+/* Version of the file or of one record kind, as major (high) and minor (low). */
 KVMCF_EXPORT unsigned int KVMCF_GetStructureVersion(KVMCF_StructureElement element, unsigned int* high,
                                                     unsigned int* low);
+/* Pixels per frame. */
 KVMCF_EXPORT unsigned int KVMCF_GetFrameSize(KVMCF_DataSource source, unsigned int* size);
+/* Frames of the data source. */
 KVMCF_EXPORT unsigned int KVMCF_GetNumberFrames(KVMCF_DataSource source, unsigned int* frames);
+/* Sub-images of each frame. */
 KVMCF_EXPORT unsigned int KVMCF_GetNumberSubImages(KVMCF_DataSource source, unsigned int* subImages);
+/* Detector area and binning of sub-image index (from 0). */
 KVMCF_EXPORT unsigned int KVMCF_GetSubImageInfo(KVMCF_DataSource source, unsigned int index, unsigned int* left,
                                                 unsigned int* bottom, unsigned int* right, unsigned int* top,
                                                 unsigned int* hBin, unsigned int* vBin);
-/* size counts floats. */
+/* Every frame, one after another, as floats; size counts floats. */
 KVMCF_EXPORT unsigned int KVMCF_GetAllFrames(KVMCF_DataSource source, float* buffer, unsigned int size);
+/* Frame index (from 0) as floats; size counts floats. */
 KVMCF_EXPORT unsigned int KVMCF_GetFrame(KVMCF_DataSource source, unsigned int index, float* buffer,
                                          unsigned int size);
+/* A named property as text, at most size - 1 characters. */
 KVMCF_EXPORT unsigned int KVMCF_GetPropertyValue(KVMCF_DataSource source, const char* name, char* value,
                                                  unsigned int size);
+/* The type of a named property. */
 KVMCF_EXPORT unsigned int KVMCF_GetPropertyType(KVMCF_DataSource source, const char* name,
                                                 KVMCF_PropertyType* type);
+/* Byte offset of the first pixel in the file. */
 KVMCF_EXPORT unsigned int KVMCF_GetDataStartBytePosition(KVMCF_DataSource source, long long* position);
+/* Calibrated value of a detector pixel (column for X and Y, row for Z). */
 KVMCF_EXPORT unsigned int KVMCF_GetPixelCalibration(KVMCF_DataSource source, KVMCF_CalibrationAxis axis,
                                                     int pixel, double* value);
 

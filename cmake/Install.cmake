@@ -10,6 +10,9 @@ target_include_directories(kvmcf_core INTERFACE $<INSTALL_INTERFACE:${CMAKE_INST
 install(TARGETS kvmcfio kvmcfio_cxx kvmcf_core EXPORT kvmcfioTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# The link name of the C shared object, so -lkvmcfio finds it (and -static the archive).
+install(CODE "execute_process(COMMAND \${CMAKE_COMMAND} -E create_symlink libkvmcfio.so.x86_64
+                \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libkvmcfio.so\")")
 install(FILES ${PROJECT_SOURCE_DIR}/api/kvmcfio.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kvmcf DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # The record headers, for static-library users who need every field of the records.

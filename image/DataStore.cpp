@@ -90,5 +90,7 @@ unsigned int DataStore::PointOffset(TKavriPoint point, const TSubImage& sub) {
     const long long column = (static_cast<long long>(point.x) - sub.left) / sub.HBinStep();
     const long long row = (static_cast<long long>(point.y) - sub.bottom) / sub.VBinStep();
     const long long rowLength = (static_cast<long long>(sub.right) - sub.left + 1) / sub.HBinStep();
-    return static_cast<unsigned int>(row * rowLength + column);
+    // Unsigned arithmetic wraps where corrupt geometry would overflow a signed product.
+    return static_cast<unsigned int>(static_cast<unsigned long long>(row) * static_cast<unsigned long long>(rowLength) +
+                                     static_cast<unsigned long long>(column));
 }

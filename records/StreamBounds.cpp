@@ -6,8 +6,6 @@ namespace StreamBounds {
 
 long long Left(std::istream& is) { return RecordStream::Remaining(is); }
 
-bool HoldsBytes(std::istream& is, unsigned long long bytes) { return HoldsBlock(is, bytes, 0, 0); }
-
 bool HoldsItems(std::istream& is, unsigned long long count, unsigned long long minBytes) {
     return HoldsBlock(is, 0, count, minBytes);
 }

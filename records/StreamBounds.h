@@ -14,9 +14,6 @@ namespace StreamBounds {
 // or has failed. The get position is left where it was.
 long long Left(std::istream& is);
 
-// Whether `bytes` more bytes can follow the get position.
-bool HoldsBytes(std::istream& is, unsigned long long bytes);
-
 // Whether `count` items of at least `minBytes` bytes each can follow, without the
 // product overflowing.
 bool HoldsItems(std::istream& is, unsigned long long count, unsigned long long minBytes);

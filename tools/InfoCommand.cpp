@@ -37,64 +37,79 @@ std::string JsonValue(unsigned int type, const std::string& text) {
 
 }  // namespace
 
-int RunInfo(const std::vector<std::string>& args) {
-    Arguments a;
-    if (!ParseArguments(args, {"--json"}, {"--source"}, &a)) return 2;
-    if (a.positional.size() != 1) {
-        std::fprintf(stderr, "usage: kvmcf info FILE [--source NAME] [--json]\n");
-        return 2;
-    }
-    const std::string& path = a.positional[0];
-    KVMCF_DataSource only = KVMCF_SIGNAL;
-    if (a.Has("--source") && !SourceByName(a.Value("--source"), &only)) {
-        std::fprintf(stderr, "kvmcf: unknown source %s\n", a.Value("--source").c_str());
-        return 2;
-    }
-    if (!OpenOrSay(path, KVMCF_READ_HEADER_ONLY)) return 1;
+namespace {
 
-    std::vector<SourceName> sources = PresentSources();
+// One file's block, after `before`; false (with nothing printed) when the file cannot be shown.
+bool ShowFile(const std::string& path, const Arguments& a, KVMCF_DataSource only, bool json, bool several,
+              const std::string& before) {
+    const std::optional<kvmcf::File> file = OpenOrSay(path);
+    if (!file) return false;
+    std::vector<const kvmcf::Source*> sources = file->sources();
     if (a.Has("--source")) {
-        std::vector<SourceName> chosen;
-        for (const SourceName& s : sources)
-            if (s.source == only) chosen.push_back(s);
-        if (chosen.empty()) {
+        const kvmcf::SourceId id = static_cast<kvmcf::SourceId>(only - KVMCF_SIGNAL);
+        if (!file->has(id)) {
             std::fprintf(stderr, "kvmcf: %s: no %s source in this file\n", path.c_str(), a.Value("--source").c_str());
-            KVMCF_CloseFile();
-            return 1;
+            return false;
         }
-        sources = chosen;
+        sources = {&file->source(id)};
     }
+    std::printf("%s", before.c_str());
 
-    const bool json = a.Has("--json");
     if (json) std::printf("{\"file\": %s, \"sources\": {", JsonString(path).c_str());
     for (std::size_t si = 0; si < sources.size(); ++si) {
-        const SourceName& s = sources[si];
-        unsigned int subImages = 0;
-        KVMCF_GetNumberSubImages(s.source, &subImages);
+        const kvmcf::Source& s = *sources[si];
         if (json)
-            std::printf("%s\n  %s: {", si ? "," : "", JsonString(s.name).c_str());
+            std::printf("%s\n  %s: {", si ? "," : "", JsonString(s.name()).c_str());
         else
-            std::printf("%s[%s]\n", si ? "\n" : "", s.name);
+            std::printf("%s[%s]\n", si ? "\n" : "", s.name());
         bool first = true;
-        for (const std::string& name : ListingNames(subImages)) {
-            unsigned int code = 0;
-            const std::string value = Property(s.source, name, &code);
-            KVMCF_PropertyType type = KVMCF_TYPE_STRING;
-            if (code != KVMCF_SUCCESS || KVMCF_GetPropertyType(s.source, name.c_str(), &type) != KVMCF_SUCCESS)
-                continue;
+        for (const kvmcf::Property& p : s.properties()) {
             if (json) {
                 std::printf("%s\n    %s: {\"type\": \"%s\", \"value\": %s}", first ? "" : ",",
-                            JsonString(name).c_str(), TypeName(type), JsonValue(type, value).c_str());
+                            JsonString(p.name).c_str(), TypeName(p.typeCode), JsonValue(p.typeCode, p.text).c_str());
             } else {
-                std::printf("  %-30s %-7s %s\n", name.c_str(), TypeName(type), value.c_str());
+                std::printf("  %-30s %-7s %s\n", p.name.c_str(), TypeName(p.typeCode), p.text.c_str());
             }
             first = false;
         }
         if (json) std::printf("\n  }");
     }
-    if (json) std::printf("\n}}\n");
-    KVMCF_CloseFile();
-    return 0;
+    if (json) std::printf("\n}}%s", several ? "" : "\n");
+    return true;
+}
+
+}  // namespace
+
+int RunInfo(const std::vector<std::string>& args) {
+    Arguments a;
+    if (!ParseArguments(args, {"--json"}, {"--source"}, &a)) return 2;
+    if (a.positional.empty()) {
+        std::fprintf(stderr, "usage: kvmcf info FILE... [--source NAME] [--json]\n");
+        return 2;
+    }
+    KVMCF_DataSource only = KVMCF_SIGNAL;
+    if (a.Has("--source") && !SourceByName(a.Value("--source"), &only)) {
+        std::fprintf(stderr, "kvmcf: unknown source %s\n", a.Value("--source").c_str());
+        return 2;
+    }
+    // One file shows as before; several show one block each, headed by the path (a
+    // JSON array of the per-file objects).
+    const bool json = a.Has("--json");
+    const bool several = a.positional.size() > 1;
+    if (json && several) std::printf("[");
+    int code = 0;
+    bool shown = false;
+    for (const std::string& path : a.positional) {
+        std::string before;
+        if (json && several && shown) before = ",\n";
+        if (!json && several) before = (shown ? "\n== " : "== ") + path + " ==\n";
+        if (ShowFile(path, a, only, json, several, before))
+            shown = true;
+        else
+            code = 1;
+    }
+    if (json && several) std::printf("]\n");
+    return code;
 }
 
 }  // namespace kvmcftools

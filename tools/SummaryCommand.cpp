@@ -43,35 +43,35 @@ void PrintStatistics(const char* what, const Statistics& s) {
     std::printf("\n");
 }
 
-void PrintSource(const SourceName& s) {
-    unsigned int frames = 0, length = 0, subImages = 0;
-    KVMCF_GetNumberFrames(s.source, &frames);
-    KVMCF_GetFrameSize(s.source, &length);
-    KVMCF_GetNumberSubImages(s.source, &subImages);
-    std::printf("  %s: %u frame%s of %u pixels, %u sub-image%s\n", s.name, frames, frames == 1 ? "" : "s", length,
-                subImages, subImages == 1 ? "" : "s");
-    for (unsigned int i = 0; i < subImages; ++i) {
-        unsigned int left, bottom, right, top, hBin, vBin;
-        if (KVMCF_GetSubImageInfo(s.source, i, &left, &bottom, &right, &top, &hBin, &vBin) != KVMCF_SUCCESS) continue;
-        std::printf("    sub-image %u: columns %u-%u, rows %u-%u, binning %ux%u\n", i + 1, left, right, bottom, top,
-                    hBin, vBin);
+void PrintSource(const kvmcf::Source& s) {
+    const unsigned int frames = s.frameCount(), length = s.frameLength();
+    const std::vector<kvmcf::SubImage> subs = s.subImages();
+    std::printf("  %s: %u frame%s of %u pixels, %zu sub-image%s\n", s.name(), frames, frames == 1 ? "" : "s", length,
+                subs.size(), subs.size() == 1 ? "" : "s");
+    for (std::size_t i = 0; i < subs.size(); ++i) {
+        const kvmcf::SubImage& u = subs[i];
+        // Shown unsigned, as the C sub-image query gives them.
+        std::printf("    sub-image %zu: columns %u-%u, rows %u-%u, binning %ux%u\n", i + 1, unsigned(u.left),
+                    unsigned(u.right), unsigned(u.bottom), unsigned(u.top), unsigned(u.hBin), unsigned(u.vBin));
     }
 
-    const std::string xType = Property(s.source, "XAxisType");
-    std::string xUnit = Property(s.source, "XAxisUnit");
-    if (xUnit.find_first_not_of(' ') == std::string::npos) xUnit.clear();
-    const std::string left = Property(s.source, "CCDLeft"), right = Property(s.source, "CCDRight");
-    double first = 0, last = 0;
-    if (KVMCF_GetPixelCalibration(s.source, KVMCF_AXIS_X, std::atoi(left.c_str()), &first) == KVMCF_SUCCESS &&
-        KVMCF_GetPixelCalibration(s.source, KVMCF_AXIS_X, std::atoi(right.c_str()), &last) == KVMCF_SUCCESS)
-        std::printf("    x axis:        %s%s, %g to %g over columns %s-%s\n", xType.empty() ? "(none)" : xType.c_str(),
-                    xUnit.c_str(), first, last, left.c_str(), right.c_str());
+    const kvmcf::Axis x = s.xAxis();
+    std::string unit = x.unit;
+    if (unit.find_first_not_of(' ') == std::string::npos) unit.clear();
+    if (!x.values.empty())
+        std::printf("    x axis:        %s%s, %g to %g over columns %d-%d\n", x.type.empty() ? "(none)" : x.type.c_str(),
+                    unit.c_str(), x.values.front(), x.values.back(), x.first,
+                    x.first + static_cast<int>(x.values.size()) - 1);
 
     if (frames == 0 || length == 0) return;
     std::vector<float> frame(length);
     Statistics firstFrame, series;
     for (unsigned int f = 0; f < frames; ++f) {
-        if (KVMCF_GetFrame(s.source, f, frame.data(), length) != KVMCF_SUCCESS) break;
+        try {
+            s.readFrame(f, frame.data());
+        } catch (const kvmcf::Error&) {
+            break;
+        }
         if (f == 0) firstFrame.Add(frame.data(), length);
         series.Add(frame.data(), length);
     }
@@ -87,12 +87,12 @@ int RunSummary(const std::vector<std::string>& args) {
         return 2;
     }
     // Frames are read one at a time, so memory stays at one frame whatever the series.
-    if (!OpenOrSay(args[0], KVMCF_READ_HEADER_ONLY)) return 1;
+    const std::optional<kvmcf::File> file = OpenOrSay(args[0]);
+    if (!file) return 1;
     std::printf("%s\n", args[0].c_str());
-    const std::vector<SourceName> sources = PresentSources();
+    const std::vector<const kvmcf::Source*> sources = file->sources();
     if (sources.empty()) std::printf("  no data sources\n");
-    for (const SourceName& s : sources) PrintSource(s);
-    KVMCF_CloseFile();
+    for (const kvmcf::Source* s : sources) PrintSource(*s);
     return 0;
 }
 

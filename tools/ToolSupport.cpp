@@ -30,31 +30,19 @@ const char* ResultText(unsigned int code) {
     }
 }
 
-bool OpenOrSay(const std::string& path, KVMCF_ReadMode mode) {
-    std::vector<char> name(path.begin(), path.end());
-    name.push_back('\0');
-    KVMCF_SetFileAccessMode(mode);
-    const unsigned int result = KVMCF_ReadFromFile(name.data());
-    if (result == KVMCF_SUCCESS) return true;
-    std::fprintf(stderr, "kvmcf: %s: %s (%u)\n", path.c_str(), ResultText(result), result);
-    KVMCF_CloseFile();
-    return false;
-}
-
-std::vector<SourceName> PresentSources() {
-    std::vector<SourceName> present;
-    for (const SourceName& s : kSourceNames) {
-        int here = 0;
-        if (KVMCF_IsDataSourcePresent(s.source, &here) == KVMCF_SUCCESS && here) present.push_back(s);
+std::optional<kvmcf::File> OpenOrSay(const std::string& path, kvmcf::ReadMode mode) {
+    try {
+        return kvmcf::File::open(path, mode);
+    } catch (const kvmcf::Error& e) {
+        std::string where;
+        if (const auto& p = e.position()) {
+            where = ", stopped in the ";
+            if (p->source >= 0) where += std::string(kvmcf::sourceName(static_cast<kvmcf::SourceId>(p->source))) + " ";
+            where += p->record + " record at byte " + std::to_string(p->offset);
+        }
+        std::fprintf(stderr, "kvmcf: %s: %s (%u)%s\n", path.c_str(), ResultText(e.code()), e.code(), where.c_str());
     }
-    return present;
-}
-
-std::string Property(KVMCF_DataSource source, const std::string& name, unsigned int* code) {
-    char value[4096];
-    const unsigned int result = KVMCF_GetPropertyValue(source, name.c_str(), value, sizeof value);
-    if (code) *code = result;
-    return result == KVMCF_SUCCESS ? std::string(value) : std::string();
+    return std::nullopt;
 }
 
 std::string JsonString(const std::string& text) {

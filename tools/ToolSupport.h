@@ -3,10 +3,12 @@
 #ifndef KVMCF_TOOLS_TOOLSUPPORT_H
 #define KVMCF_TOOLS_TOOLSUPPORT_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "api/kvmcfio.h"
+#include "kvmcf/kvmcf.hpp"
 
 namespace kvmcftools {
 
@@ -24,15 +26,9 @@ bool SourceByName(const std::string& name, KVMCF_DataSource* source);
 // A sentence for a result code, for messages.
 const char* ResultText(unsigned int code);
 
-// Opens path through the exported functions; on failure prints one line to stderr
-// and returns false.
-bool OpenOrSay(const std::string& path, KVMCF_ReadMode mode = KVMCF_READ_ALL);
-
-// The sources present in the open file, in file order.
-std::vector<SourceName> PresentSources();
-
-// The value of a named property as text; empty when the query fails.
-std::string Property(KVMCF_DataSource source, const std::string& name, unsigned int* code = nullptr);
+// Opens path; on failure prints one line to stderr (with where a damaged file stops
+// reading) and returns nothing.
+std::optional<kvmcf::File> OpenOrSay(const std::string& path, kvmcf::ReadMode mode = kvmcf::ReadMode::HeaderOnly);
 
 // JSON string literal for any bytes (control and non-ASCII bytes escaped).
 std::string JsonString(const std::string& text);

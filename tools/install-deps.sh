@@ -3,7 +3,7 @@
 #   tools/install-deps.sh         the build and the tests
 #   tools/install-deps.sh fuzz    also clang with its sanitizer and fuzzer runtimes
 set -euo pipefail
-packages=(cmake ninja-build g++ libtinyxml-dev libgtest-dev libbenchmark-dev
+packages=(cmake ninja-build g++ libtinyxml-dev libgtest-dev libbenchmark-dev pkgconf
           libtiff-dev libhdf5-dev libpng-dev python3-tifffile python3-h5py python3-numpy python3-pytest)
 if [ "${1:-}" = "fuzz" ]; then
   packages+=(clang libclang-rt-14-dev)

@@ -6,6 +6,7 @@
 
 #include "tools/Commands.h"
 #include "tools/DemoFile.h"
+#include "tools/DescribeCommand.h"
 #include "tools/DiagnosisCommands.h"
 #include "tools/ExportCommands.h"
 
@@ -14,8 +15,10 @@ namespace {
 void Usage() {
     std::printf(
         "usage: kvmcf [FILE]                     sources, frames, sub-images, calibration and statistics\n"
-        "       kvmcf info FILE [--source NAME] [--json]\n"
-        "                                        every named property of each source\n"
+        "       kvmcf info FILE... [--source NAME] [--json]\n"
+        "                                        every named property of each source, one block per file\n"
+        "       kvmcf describe FILE [--source NAME] [--frame N] [--region LEFT,BOTTOM,RIGHT,TOP] [--json]\n"
+        "                                        size, extremes with positions, mean and mode of a region\n"
         "       kvmcf check FILE [--json]        where a damaged file stops, whole frames per source\n"
         "       kvmcf salvage FILE OUT           write the intact sources and whole frames to OUT\n"
         "       kvmcf export FILE OUT [--source NAME] [--frames A:B] [--format tiff|hdf5|csv] [--rows A:B]\n"
@@ -48,6 +51,7 @@ int main(int argc, char** argv) {
     const std::string command = args[0];
     const std::vector<std::string> rest(args.begin() + 1, args.end());
     if (command == "info") return kvmcftools::RunInfo(rest);
+    if (command == "describe") return kvmcftools::RunDescribe(rest);
     if (command == "check") return kvmcftools::RunCheck(rest);
     if (command == "salvage") return kvmcftools::RunSalvage(rest);
     if (command == "export") return kvmcftools::RunExport(rest);

@@ -14,6 +14,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -99,10 +101,12 @@ struct Property {
     std::string text;
 };
 
+// A sub-image: detector columns left..right, rows bottom..top, binning.
 struct SubImage {
     int left = 0, bottom = 0, right = 0, top = 0, hBin = 0, vBin = 0;
 };
 
+// A version word's halves: major (high) and minor (low).
 struct Version {
     unsigned int high = 0, low = 0;
     bool operator==(const Version& o) const { return high == o.high && low == o.low; }
@@ -119,24 +123,69 @@ struct Axis {
 };
 
 // A read-only view of every pixel of a source: frameCount() frames of frameLength()
-// floats, one after another. It stays valid while its File lives (a moved-from File
-// hands its views on to the File it moved to).
+// floats, one after another, in place (no copy). The pixel block may start at any
+// byte of the file, so the floats need not be aligned: read them through operator[],
+// frame() or the iterators; data() gives a float pointer only where they are
+// aligned. Views stay valid while their File lives (a moved-from File hands its
+// views on to the File it moved to).
 class KVMCF_CXX_API FrameView {
 public:
+    // Iterates the floats of a view, loading each from its bytes.
+    class Iterator {
+    public:
+        using iterator_category = std::random_access_iterator_tag;
+        using value_type = float;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const float*;
+        using reference = float;
+        explicit Iterator(const unsigned char* at = nullptr) : at_(at) {}
+        float operator*() const { return load(at_); }
+        float operator[](difference_type i) const { return load(at_ + 4 * i); }
+        Iterator& operator++() { at_ += 4; return *this; }
+        Iterator operator++(int) { Iterator old = *this; at_ += 4; return old; }
+        Iterator& operator--() { at_ -= 4; return *this; }
+        Iterator& operator+=(difference_type n) { at_ += 4 * n; return *this; }
+        Iterator operator+(difference_type n) const { return Iterator(at_ + 4 * n); }
+        Iterator operator-(difference_type n) const { return Iterator(at_ - 4 * n); }
+        difference_type operator-(const Iterator& o) const { return (at_ - o.at_) / 4; }
+        bool operator==(const Iterator& o) const { return at_ == o.at_; }
+        bool operator!=(const Iterator& o) const { return at_ != o.at_; }
+        bool operator<(const Iterator& o) const { return at_ < o.at_; }
+
+    private:
+        const unsigned char* at_;
+    };
+
     FrameView() = default;
-    FrameView(const float* data, std::size_t frameLength, unsigned int frameCount)
-        : data_(data), frameLength_(frameLength), frameCount_(frameCount) {}
-    const float* data() const { return data_; }
+    FrameView(const unsigned char* bytes, std::size_t frameLength, unsigned int frameCount)
+        : bytes_(bytes), frameLength_(frameLength), frameCount_(frameCount) {}
+    // Floats in all.
     std::size_t size() const { return frameLength_ * frameCount_; }
+    // Floats per frame, and frames.
     std::size_t frameLength() const { return frameLength_; }
     unsigned int frameCount() const { return frameCount_; }
-    // Frame index (from 0); no range check.
-    const float* frame(unsigned int index) const { return data_ + frameLength_ * index; }
-    const float* begin() const { return data_; }
-    const float* end() const { return data_ + size(); }
+    // Pixel i of the whole block; no range check.
+    float operator[](std::size_t i) const { return load(bytes_ + 4 * i); }
+    // The pixels of frame `index` (from 0); no range check.
+    Iterator frame(unsigned int index) const { return Iterator(bytes_ + 4 * frameLength_ * index); }
+    // The whole block, for range loops and algorithms.
+    Iterator begin() const { return Iterator(bytes_); }
+    Iterator end() const { return Iterator(bytes_ + 4 * size()); }
+    // The first pixel's bytes.
+    const unsigned char* bytes() const { return bytes_; }
+    // The pixels as floats when they are aligned for it; null otherwise.
+    const float* data() const {
+        return reinterpret_cast<std::uintptr_t>(bytes_) % alignof(float) == 0 ? reinterpret_cast<const float*>(bytes_)
+                                                                               : nullptr;
+    }
 
 private:
-    const float* data_ = nullptr;
+    static float load(const unsigned char* at) {
+        float v;
+        std::memcpy(&v, at, sizeof v);
+        return v;
+    }
+    const unsigned char* bytes_ = nullptr;
     std::size_t frameLength_ = 0;
     unsigned int frameCount_ = 0;
 };
@@ -147,12 +196,15 @@ class File;
 // the File lives.
 class KVMCF_CXX_API Source {
 public:
+    // Which source this is, and its name ("signal", ...).
     SourceId id() const;
     const char* name() const { return sourceName(id()); }
 
+    // Frames in the series.
     unsigned int frameCount() const;
     // Pixels per frame.
     unsigned int frameLength() const;
+    // Detector area and binning of each sub-image of a frame.
     std::vector<SubImage> subImages() const;
     // Byte offset of the first pixel in the file.
     long long dataStart() const;
@@ -163,12 +215,13 @@ public:
     void readFrame(unsigned int index, float* out) const;
     // Frames first .. first + count - 1, one after another; the same errors.
     void readFrames(unsigned int first, unsigned int count, float* out) const;
-    // Every pixel without a copy: from the caller's bytes, or from a read-only mapping
-    // of the file (made on the first call). Throws FileError when the file does not
-    // hold the whole pixel block. A mapped file that another program truncates while
-    // the view is used makes the system stop the process (SIGBUS) on access; open with
-    // map = false to have frames() read the pixels into memory instead. Pixels whose
-    // offset is not 4-byte aligned are copied once, as they cannot be viewed in place.
+    // Every pixel without a copy: the caller's bytes, or a read-only mapping of the
+    // file made on the first call (only the bytes the file holds are mapped). Throws
+    // FileError when the file does not hold the whole pixel block. A mapped file that
+    // another program truncates while the view is in use makes the system stop the
+    // process (SIGBUS) when a lost page is touched; open with map = false where files
+    // can shrink, and frames() reads the pixels into memory once instead.
+    // Pixels are viewed in the file's (little-endian) byte order.
     FrameView frames() const;
 
     // Every name of the property vocabulary (sub-image fields by number, the per-frame
@@ -181,7 +234,7 @@ public:
     // Calibrated X of every detector column, Z of every detector row.
     Axis xAxis() const;
     Axis zAxis() const;
-    // The calibrated value of a data value on the Y axis, with its texts.
+    // The calibrated value of a data value on the Y axis, and the axis's texts.
     double yValue(float value) const;
     std::string yType() const;
     std::string yUnit() const;
@@ -191,6 +244,11 @@ public:
     std::vector<unsigned int> timeStamps() const;
     std::vector<std::uint64_t> metadataWords() const;
     std::vector<float> kineticTimes() const;
+    // Per frame, from the file's extension section: the time code as local time text
+    // ("Tue Mar  3 14:05:09.250 2015"; empty for a frame without one), and the value of
+    // metadata packet tag `tag` (0 where a packet lacks it). Empty when the file has none.
+    std::vector<std::string> irigTimes() const;
+    std::vector<std::uint64_t> metadataTagValues(int tag) const;
 
     // Record versions of this source: instrument header, calibration, image data.
     Version headerVersion() const;
@@ -213,6 +271,7 @@ struct StructureVersions {
     Version file, header, calibration, image;
 };
 
+// How a path is opened.
 struct OpenOptions {
     ReadMode mode = ReadMode::All;
     // frames() maps the file; false reads the pixels into memory on the first call.
@@ -237,11 +296,14 @@ public:
 
     // The path, empty for bytes.
     const std::string& path() const;
+    // The read mode it was opened with.
     ReadMode mode() const;
     // The two halves of the file's version word.
     Version version() const;
+    // The versions the C version query reports.
     StructureVersions structureVersions() const;
 
+    // Whether the file holds the source.
     bool has(SourceId id) const;
     // Throws Error(NotPresent) for an absent source.
     const Source& source(SourceId id) const;

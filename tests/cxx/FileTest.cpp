@@ -34,7 +34,7 @@ std::string HandPrefix(unsigned int active = 0) {
 std::string HandFile() { return HandPrefix() + kvmcftest::FloatBytes({1, 2, 3, 4, -1.5f, 0, 1e6f, 0.25f}) + "0\n0\n0\n0\n"; }
 
 // A square series whose pixels differ in every frame.
-std::string SeriesFile(unsigned int side, unsigned int frames) {
+std::string SeriesFile(unsigned int side, unsigned int frames, const std::string& extensionXml = "") {
     const TSubImage whole(1, static_cast<int>(side), static_cast<int>(side), 1, 1, 1);
     TMCFIOManager::TImage image(TKavriRect(1, static_cast<int>(side), static_cast<int>(side), 1), 1, &whole, frames);
     for (unsigned int f = 1; f <= frames; ++f) {
@@ -43,6 +43,7 @@ std::string SeriesFile(unsigned int side, unsigned int frames) {
     }
     kvmcftools::McfFileContent content;
     content.images[0] = &image;
+    content.extensionXml = extensionXml;
     return kvmcftools::McfFileBytes(content);
 }
 
@@ -79,7 +80,7 @@ unsigned int CodeOf(const std::function<void()>& action) {
     return KVMCF_SUCCESS;
 }
 
-bool SameBytes(const std::vector<float>& a, const float* b) { return std::memcmp(a.data(), b, a.size() * 4) == 0; }
+bool SameBytes(const std::vector<float>& a, const void* b) { return std::memcmp(a.data(), b, a.size() * 4) == 0; }
 
 TEST(CxxFile, HandTypedFileThroughEveryInput) {
     const std::string bytes = HandFile();
@@ -142,7 +143,7 @@ TEST(CxxFile, HandTypedFileThroughEveryInput) {
     }
 }
 
-TEST(CxxFile, FramesViewInPlaceOnlyWhenAligned) {
+TEST(CxxFile, FramesViewedInPlaceAtAnyAlignment) {
     const std::string file = HandFile();
     const std::size_t start = HandPrefix().size();
     std::vector<char> buffer(file.size() + 8);
@@ -151,12 +152,14 @@ TEST(CxxFile, FramesViewInPlaceOnlyWhenAligned) {
         std::memcpy(at, file.data(), file.size());
         kvmcf::File f = kvmcf::File::fromBytes(at, file.size(), kvmcf::ReadMode::HeaderOnly);
         const kvmcf::FrameView view = f.source(kvmcf::SourceId::Signal).frames();
+        EXPECT_EQ(view.bytes(), reinterpret_cast<const unsigned char*>(at + start)) << shift;
         const bool aligned = reinterpret_cast<std::uintptr_t>(at + start) % 4 == 0;
-        EXPECT_EQ(view.data() == reinterpret_cast<const float*>(at + start), aligned) << shift;
+        EXPECT_EQ(view.data() != nullptr, aligned) << shift;
         EXPECT_EQ(std::vector<float>(view.begin(), view.end()), kPixels);
+        EXPECT_EQ(view[6], 1e6f);
         // A moved File keeps its views.
         kvmcf::File moved = std::move(f);
-        EXPECT_EQ(moved.source(kvmcf::SourceId::Signal).frames().data(), view.data());
+        EXPECT_EQ(moved.source(kvmcf::SourceId::Signal).frames().bytes(), view.bytes());
     }
 }
 
@@ -212,6 +215,38 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
         EXPECT_EQ(CodeOf([&] { s.property(bad); }), KVMCF_P2INVALID) << bad;
 }
 
+TEST(CxxFile, TimeCodesAndMetadataTagsFromTheExtensionSection) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    // Packets of 48 bytes stored last 16-bit word first; read forwards each holds tag 3
+    // (the packet version: 5, then 3) and tag 6 (0x1234, kept only above version 3).
+    const std::string zeros = [] {
+        std::string z;
+        for (int i = 0; i < 24; ++i) z += "0,";
+        return z;
+    }();
+    const std::string packets = zeros + "0,0,34,12,0,0,6,0,0,0,4,0,0,0,5,0,0,0,3,0,0,0,4,0,|" + zeros +
+                                "0,0,34,12,0,0,6,0,0,0,4,0,0,0,3,0,0,0,3,0,0,0,4,0,|";
+    // 2015, day 62, 14:05:09 and 25 hundredths; the second frame has no time code.
+    const std::string irig = "12,14,40,82,30,0,94,0,0,0,0,0,90,1,0,0,|0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,|";
+    const std::string xml = "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImage><IRIGAvailable>1</IRIGAvailable>"
+                            "<IRIGData>" + irig + "</IRIGData><MetaDataLength>48</MetaDataLength><MetaData>" +
+                            packets + "</MetaData></TKestoImage></Signal></Signals>";
+    const std::string bytes = SeriesFile(4, 2, xml);
+    const kvmcf::File file = kvmcf::File::fromBytes(bytes.data(), bytes.size(), kvmcf::ReadMode::HeaderOnly);
+    const kvmcf::Source& s = file.source(kvmcf::SourceId::Signal);
+    EXPECT_EQ(s.irigTimes(), (std::vector<std::string>{"Tue Mar  3 14:05:09.250 2015", ""}));
+    EXPECT_EQ(s.metadataTagValues(3), (std::vector<std::uint64_t>{5, 3}));
+    EXPECT_EQ(s.metadataTagValues(6), (std::vector<std::uint64_t>{0x1234, 0}));
+    EXPECT_EQ(s.metadataTagValues(1), (std::vector<std::uint64_t>{0, 0}));
+
+    // Without the section there is nothing per frame to tell.
+    const std::string plain = SeriesFile(4, 2);
+    const kvmcf::File bare = kvmcf::File::fromBytes(plain.data(), plain.size());
+    EXPECT_TRUE(bare.source(kvmcf::SourceId::Signal).irigTimes().empty());
+    EXPECT_TRUE(bare.source(kvmcf::SourceId::Signal).metadataTagValues(3).empty());
+}
+
 TEST(CxxFile, TwoFilesAtOnceInTurnsAndFromFourThreads) {
     TempFile demo(DemoBytes());
     TempFile series(SeriesFile(64, 48));
@@ -243,7 +278,7 @@ TEST(CxxFile, TwoFilesAtOnceInTurnsAndFromFourThreads) {
                     sa.readFrame(f % 20, x.data());
                     sb.readFrame(f, y.data());
                     if (!SameBytes(demoFrames[f % 20], x.data()) || !SameBytes(seriesFrames[f], y.data())) ++wrong;
-                    if (!SameBytes(demoFrames[f % 20], sa.frames().frame(f % 20))) ++wrong;
+                    if (!SameBytes(demoFrames[f % 20], sa.frames().bytes() + (f % 20) * sa.frameLength() * 4)) ++wrong;
                 }
         });
     }
