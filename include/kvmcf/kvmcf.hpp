@@ -89,6 +89,7 @@ private:
 // monostate: the value query writes no text for this name.
 using Value = std::variant<std::monostate, long long, unsigned long long, double, std::string>;
 
+// The type a property query reports; Byte for the one-byte codes (reported as 1).
 enum class PropertyType { Int32, UInt32, UInt64, Float, Double, String, Byte };
 
 // One named property: its type, typed value and the exact text and type code the C
@@ -284,8 +285,8 @@ public:
     // Opens a file on disk. Throws Error with the code the C open would return.
     static File open(const std::string& path, OpenOptions options = {});
     static File open(const std::string& path, ReadMode mode) { return open(path, OpenOptions{mode, true}); }
-    // Opens a file held in memory. The bytes are not copied: keep them valid and
-    // unchanged while the File lives.
+    // Opens a file held in memory, of less than 4 GiB as for the C open. The bytes are
+    // not copied: keep them valid and unchanged while the File lives.
     static File fromBytes(const void* bytes, std::size_t size, ReadMode mode = ReadMode::All);
 
     File(File&& other) noexcept;
