@@ -170,6 +170,9 @@ void File::Impl::Open() {
     for (int slot = 0; slot < kSourceCount; ++slot) {
         TMCFIOManager::TImage* image = mcf->GetImage(slot);
         if (!image) continue;
+        // Frames are always read from the file or the caller's bytes: once a read-all
+        // open has shown the pixel block whole, its copy of the pixels is not needed.
+        image->calibImage.DeleteDataArray();
         auto impl = std::make_unique<Source::Impl>();
         impl->file = this;
         impl->id = static_cast<SourceId>(slot);

@@ -55,8 +55,9 @@ constexpr int kSourceCount = 5;
 // "signal", "reference", "background", "live", "source".
 KVMCF_CXX_API const char* sourceName(SourceId id);
 
-// ReadAll reads every pixel while opening; HeaderOnly reads the records and leaves
-// the pixels in the file until a frame is asked for.
+// ReadAll reads every pixel while opening, so a short pixel block fails the open as
+// it does in C; HeaderOnly reads only the records. Either way frames are then read
+// from the file (or the caller's bytes) when asked for, and no copy is kept.
 enum class ReadMode { All, HeaderOnly };
 
 // Where reading stopped in a file that failed to parse; fields that are not known
@@ -256,7 +257,7 @@ public:
     Version calibrationVersion() const;
     Version imageVersion() const;
 
-    // The record objects themselves.
+    // The record objects themselves (their frame store holds no pixels).
     const TKestoImageData& header() const;
     const TCalibImage& image() const;
 
