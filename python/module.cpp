@@ -153,6 +153,9 @@ py::array_t<float> ReadFrames(const PySource& s, unsigned int first, unsigned in
     const std::shared_ptr<Handle> keep = s.handle();  // the file must outlive the read
     const kvmcf::Source& source = s.source();
     const std::size_t length = source.frameLength();
+    // A lying frame count must not size the array: the view checks the file holds
+    // every frame (FileError otherwise) and maps it lazily, reading nothing.
+    if (count > 0 && length > 0) source.frames();
     py::array_t<float> out(std::vector<py::ssize_t>{static_cast<py::ssize_t>(count), static_cast<py::ssize_t>(length)});
     if (count == 0 || length == 0) return out;
     float* data = out.mutable_data();
