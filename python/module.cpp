@@ -3,7 +3,6 @@
 // package's Python code gives it the user-facing shape.
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
-#include <pybind11/stl.h>
 
 #include <cstring>
 #include <memory>
@@ -20,8 +19,8 @@ namespace {
 // The open file with whatever must outlive it. Shared by the File object and by
 // every array viewing its pixels, so the file closes when the last of them goes.
 struct Handle {
+    std::string bytes;  // the file's bytes, for files opened from memory; outlives the file
     std::unique_ptr<kvmcf::File> file;
-    std::string bytes;    // the file's bytes, for files opened from memory
     bool closed = false;  // the File object was closed; views may still hold the pixels
 };
 
