@@ -14,11 +14,6 @@ namespace {
 const char kUsage[] =
     "usage: kvmcf preview FILE OUT.png [--source NAME] [--frame N] [--sub-image K] [--force] [--quiet]\n";
 
-int Fail(const std::string& why) {
-    std::fprintf(stderr, "kvmcf: %s\n", why.c_str());
-    return 1;
-}
-
 }  // namespace
 
 int RunPreview(const std::vector<std::string>& args) {
@@ -30,34 +25,32 @@ int RunPreview(const std::vector<std::string>& args) {
     }
     const std::string& in = a.positional[0];
     const std::string& out = a.positional[1];
-    try {
-        const kvmcf::File file = kvmcf::File::open(in, kvmcf::OpenOptions{kvmcf::ReadMode::HeaderOnly, false});
+    return GuardedCommand(in, [&] {
+        ExportInput input;
         std::string why;
-        const kvmcf::Source* source = ChooseSource(file, a.Value("--source"), &why);
-        if (!source) return Fail(in + ": " + why);
-        std::vector<Plane> planes;
-        if (!SourcePlanes(*source, &planes, &why)) return Fail(in + ": " + why);
+        if (!OpenExportInput(in, a.Value("--source"), &input, &why)) return ExportFailure(why);
+        const kvmcf::Source& source = *input.source;
         FrameRange frame;
-        if (!ParseFrameRange(a.Value("--frame", "0"), source->frameCount(), &frame, &why) || frame.count != 1)
-            return Fail(why.empty() ? "--frame takes one frame number" : why);
+        if (!ParseFrameRange(a.Value("--frame", "0"), source.frameCount(), &frame, &why) || frame.count != 1)
+            return ExportFailure(why.empty() ? "--frame takes one frame number" : why);
         // Sub-images count from 1, as everywhere the tool names them.
         const std::string subText = a.Value("--sub-image", "1");
         const bool digits = !subText.empty() && subText.size() < 10 &&
                             subText.find_first_not_of("0123456789") == std::string::npos;
         const unsigned long k = digits ? std::strtoul(subText.c_str(), nullptr, 10) : 0;
-        if (k < 1 || k > planes.size())
-            return Fail("sub-image " + subText + " is not one of the " + std::to_string(planes.size()) +
-                        " sub-images of " + source->name() + " (from 1)");
-        const Plane& plane = planes[k - 1];
+        if (k < 1 || k > input.planes.size())
+            return ExportFailure("sub-image " + subText + " is not one of the " + std::to_string(input.planes.size()) +
+                                 " sub-images of " + source.name() + " (from 1)");
+        const Plane& plane = input.planes[k - 1];
 
         OutputFile output(out);
-        if (!output.Prepare(a.Has("--force"), &why)) return Fail(why);
+        if (!output.Prepare(a.Has("--force"), &why)) return ExportFailure(why);
         RemoveOutputsOnInterrupt();
-        Progress progress(std::string("preview ") + source->name(), 1, a.Has("--quiet"));
+        Progress progress(std::string("preview ") + source.name(), 1, a.Has("--quiet"));
         GrayImage image;
-        const bool read = ForEachFrame(file, *source, frame, &progress, [&](unsigned int, const float* pixels) {
+        const bool read = ForEachFrame(*input.file, source, frame, &progress, [&](unsigned int, const float* pixels) {
             if (plane.rows == 1) {
-                const kvmcf::Axis axis = source->xAxis();
+                const kvmcf::Axis axis = source.xAxis();
                 std::vector<double> x = PlaneXValues(axis, plane);
                 std::string unit = UnitText(axis.unit), label = AxisLabel(axis);
                 if (x.empty()) {
@@ -73,14 +66,10 @@ int RunPreview(const std::vector<std::string>& args) {
             return true;
         }, &why);
         progress.Finish();
-        if (!read) return Fail(why);
-        if (!WritePng(output.TempPath(), out, image, &why) || !output.Commit(&why)) return Fail(why);
+        if (!read) return ExportFailure(why);
+        if (!WritePng(output.TempPath(), out, image, &why) || !output.Commit(&why)) return ExportFailure(why);
         return 0;
-    } catch (const kvmcf::Error& e) {
-        return Fail(in + ": " + e.what());
-    } catch (const std::bad_alloc&) {
-        return Fail(in + ": not enough memory for this preview");
-    }
+    });
 }
 
 }  // namespace kvmcftools
