@@ -234,7 +234,8 @@ class Source:
         """Sub-image ``k`` as an ``xarray.DataArray`` over the pixel view (no copy),
         dimensions ("frame", "row", "column"), coordinates "time" on frame (seconds)
         and "x" on column and "z" on row (the calibrated axes, averaged over binned
-        pixels); the axes' labels and units and the source's properties in attrs."""
+        pixels); the axes' labels and units, the pixel values' ("long_name", "units")
+        and the source's properties in attrs."""
         import xarray as xr
 
         region, _, (rows, cols) = self._region(k)
@@ -245,6 +246,9 @@ class Source:
         z = self._binned(z_values, z_first, region.bottom, region.vbin, rows)
         attrs = dict(self.properties)
         attrs.update(source=self.name, x_label=x_kind, x_unit=x_unit, z_label=z_kind, z_unit=z_unit)
+        # What the pixel values are, under the names plotting tools look for.
+        attrs["long_name"] = _text(str(attrs.get("YAxisType", ""))) or self.name
+        attrs["units"] = _text(str(attrs.get("YAxisUnit", "")))
         return xr.DataArray(
             data, dims=("frame", "row", "column"),
             coords={"time": ("frame", self.times, {"units": "s"}),
