@@ -287,7 +287,8 @@ public:
     static File open(const std::string& path, OpenOptions options = {});
     static File open(const std::string& path, ReadMode mode) { return open(path, OpenOptions{mode, true}); }
     // Opens a file held in memory, of less than 4 GiB as for the C open. The bytes are
-    // not copied: keep them valid and unchanged while the File lives.
+    // not copied: keep them valid and unchanged while the File lives. A format error is
+    // Error(FormatError) here, where the C byte open lets an exception out.
     static File fromBytes(const void* bytes, std::size_t size, ReadMode mode = ReadMode::All);
 
     File(File&& other) noexcept;
