@@ -39,11 +39,6 @@ std::string Extension(const std::string& path) {
     return path.substr(dot + 1);
 }
 
-int Fail(const std::string& why) {
-    std::fprintf(stderr, "kvmcf: %s\n", why.c_str());
-    return 1;
-}
-
 }  // namespace
 
 int RunExport(const std::vector<std::string>& args) {
@@ -58,25 +53,25 @@ int RunExport(const std::vector<std::string>& args) {
     Format format;
     if (a.Has("--format")) {
         format = FormatNamed(a.Value("--format"));
-        if (format == Format::None) return Fail("unknown format " + a.Value("--format") + " (tiff, hdf5 or csv)");
+        if (format == Format::None) return ExportFailure("unknown format " + a.Value("--format") + " (tiff, hdf5 or csv)");
     } else {
         format = FormatNamed(Extension(out));
         if (format == Format::None)
-            return Fail("cannot tell the format from the name " + out + ": give --format tiff, hdf5 or csv");
+            return ExportFailure("cannot tell the format from the name " + out + ": give --format tiff, hdf5 or csv");
     }
-    if (a.Has("--rows") && format != Format::Csv) return Fail("--rows applies to csv only");
+    if (a.Has("--rows") && format != Format::Csv) return ExportFailure("--rows applies to csv only");
 
-    try {
-        const kvmcf::File file = kvmcf::File::open(in, kvmcf::OpenOptions{kvmcf::ReadMode::HeaderOnly, false});
+    return GuardedCommand(in, [&] {
+        ExportInput input;
         std::string why;
-        const kvmcf::Source* source = ChooseSource(file, a.Value("--source"), &why);
-        if (!source) return Fail(in + ": " + why);
-        std::vector<Plane> planes;
-        if (!SourcePlanes(*source, &planes, &why)) return Fail(in + ": " + why);
+        if (!OpenExportInput(in, a.Value("--source"), &input, &why)) return ExportFailure(why);
+        const kvmcf::File& file = *input.file;
+        const kvmcf::Source* source = input.source;
+        const std::vector<Plane>& planes = input.planes;
         FrameRange range{0, source->frameCount()};
         if (a.Has("--frames") && !ParseFrameRange(a.Value("--frames"), source->frameCount(), &range, &why))
-            return Fail(why);
-        if (range.count == 0) return Fail(in + ": " + source->name() + " holds no frames");
+            return ExportFailure(why);
+        if (range.count == 0) return ExportFailure(in + ": " + source->name() + " holds no frames");
 
         std::vector<std::vector<std::size_t>> groups;
         if (format == Format::Hdf5) {
@@ -90,14 +85,14 @@ int RunExport(const std::vector<std::string>& args) {
             std::size_t fewest = planes.front().rows;
             for (const Plane& p : planes) fewest = std::min(fewest, p.rows);
             if (!ParseFrameRange(a.Value("--rows"), static_cast<unsigned int>(fewest), &rows, &why, "rows"))
-                return Fail(why);
+                return ExportFailure(why);
         }
 
         // Every output is checked and claimed before anything is written.
         std::vector<std::unique_ptr<OutputFile>> outputs;
         for (const auto& group : groups) {
             outputs.push_back(std::make_unique<OutputFile>(GroupOutputName(out, planes, group, groups.size())));
-            if (!outputs.back()->Prepare(a.Has("--force"), &why)) return Fail(why);
+            if (!outputs.back()->Prepare(a.Has("--force"), &why)) return ExportFailure(why);
         }
         RemoveOutputsOnInterrupt();
 
@@ -114,17 +109,13 @@ int RunExport(const std::vector<std::string>& args) {
             const bool ok = format == Format::Tiff   ? WriteTiff(job, &why)
                             : format == Format::Hdf5 ? WriteHdf5(job, &why)
                                                      : WriteCsv(job, rows, &why);
-            if (!ok) return Fail(why);
+            if (!ok) return ExportFailure(why);
         }
         progress.Finish();
         for (auto& o : outputs)
-            if (!o->Commit(&why)) return Fail(why);
+            if (!o->Commit(&why)) return ExportFailure(why);
         return 0;
-    } catch (const kvmcf::Error& e) {
-        return Fail(in + ": " + e.what());
-    } catch (const std::bad_alloc&) {
-        return Fail(in + ": not enough memory for this export");
-    }
+    });
 }
 
 }  // namespace kvmcftools

@@ -223,6 +223,31 @@ std::string PropertiesJson(const kvmcf::File& file, const kvmcf::Source& source)
     return out + "}}";
 }
 
+bool OpenExportInput(const std::string& path, const std::string& sourceName, ExportInput* input, std::string* why) {
+    input->file.emplace(kvmcf::File::open(path, kvmcf::OpenOptions{kvmcf::ReadMode::HeaderOnly, false}));
+    input->source = ChooseSource(*input->file, sourceName, why);
+    if (!input->source || !SourcePlanes(*input->source, &input->planes, why)) {
+        *why = path + ": " + *why;
+        return false;
+    }
+    return true;
+}
+
+int ExportFailure(const std::string& why) {
+    std::fprintf(stderr, "kvmcf: %s\n", why.c_str());
+    return 1;
+}
+
+int GuardedCommand(const std::string& path, const std::function<int()>& body) {
+    try {
+        return body();
+    } catch (const kvmcf::Error& e) {
+        return ExportFailure(path + ": " + e.what());
+    } catch (const std::bad_alloc&) {
+        return ExportFailure(path + ": not enough memory for this");
+    }
+}
+
 bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, Progress* progress,
                   const std::function<bool(unsigned int, const float*)>& frame, std::string* why) {
     const unsigned long long frameBytes = 4ULL * source.frameLength();

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,24 @@ bool IsCalibrated(const kvmcf::Axis& axis);
 
 // {"source": ..., "file_version": ..., "record_versions": {...}, "properties": {name: value}}.
 std::string PropertiesJson(const kvmcf::File& file, const kvmcf::Source& source);
+
+// An input opened for export: the file read to its headers, the chosen source and
+// its sub-images as planes.
+struct ExportInput {
+    std::optional<kvmcf::File> file;
+    const kvmcf::Source* source = nullptr;
+    std::vector<Plane> planes;
+};
+
+// Opens path and picks sourceName (see ChooseSource); false with a reason naming path.
+bool OpenExportInput(const std::string& path, const std::string& sourceName, ExportInput* input, std::string* why);
+
+// Says why on stderr in one line; returns the exit code 1.
+int ExportFailure(const std::string& why);
+
+// Runs a command's body, turning a failed read or an allocation it could not make into
+// one line naming path.
+int GuardedCommand(const std::string& path, const std::function<int()>& body);
 
 // Calls frame(index, pixels) for every frame of the range in order, reading a few
 // frames at a time. False with a reason when the file does not hold them, or when

@@ -23,6 +23,8 @@ void Usage() {
         "       kvmcf salvage FILE OUT           write the intact sources and whole frames to OUT\n"
         "       kvmcf export FILE OUT [--source NAME] [--frames A:B] [--format tiff|hdf5|csv] [--rows A:B]\n"
         "                                        frames as a TIFF stack, an HDF5 file or a CSV table\n"
+        "       kvmcf preview FILE OUT.png [--source NAME] [--frame N] [--sub-image K]\n"
+        "                                        one frame as a grayscale picture or a spectrum plot\n"
         "       kvmcf --write-demo PATH          write the demo file\n"
         "With no FILE, kvmcf writes the demo file kvmcf-demo.mcf in the current folder and shows it.\n");
 }
@@ -55,6 +57,7 @@ int main(int argc, char** argv) {
     if (command == "check") return kvmcftools::RunCheck(rest);
     if (command == "salvage") return kvmcftools::RunSalvage(rest);
     if (command == "export") return kvmcftools::RunExport(rest);
+    if (command == "preview") return kvmcftools::RunPreview(rest);
     if (command.compare(0, 1, "-") == 0) {
         std::fprintf(stderr, "kvmcf: unknown option %s (try kvmcf --help)\n", command.c_str());
         return 2;

@@ -6,12 +6,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
 #include "support/TestFiles.h"
 #include "tools/DemoFile.h"
 #include "tools/ExportSupport.h"
+#include "tools/PngPreview.h"
 #include "tools/Progress.h"
 #include "tools/TiffExport.h"
 
@@ -143,6 +145,23 @@ TEST(Export, OutputsAppearOnlyWhenCommitted) {
     EXPECT_NE(why.find("--force"), std::string::npos);
     EXPECT_TRUE(again.Prepare(true, &why));
     ::unlink(out.c_str());
+}
+
+TEST(Export, PreviewStretchesBetweenPercentilesTopRowFirst) {
+    std::vector<float> ramp;
+    for (int v = 1; v <= 200; ++v) ramp.push_back(static_cast<float>(v));
+    ramp.push_back(std::nanf(""));  // not a value: ignored
+    // Nearest ranks of 200 values: 0.005 * 199 rounds to 1, 0.995 * 199 to 198.
+    EXPECT_EQ(kvmcftools::Percentile(ramp, 0.005), 2.0f);
+    EXPECT_EQ(kvmcftools::Percentile(ramp, 0.995), 199.0f);
+    EXPECT_EQ(kvmcftools::Percentile({}, 0.5), 0.0f);
+
+    // Bottom row 0, 10; top row 20, 30; the ends of four values are 0 and 30.
+    const float stored[4] = {0, 10, 20, 30};
+    const kvmcftools::GrayImage img = kvmcftools::ImagePreview(stored, 2, 2);
+    EXPECT_EQ(img.pixels, (std::vector<std::uint8_t>{170, 255, 0, 85}));
+    const float flat[3] = {5, 5, 5};
+    EXPECT_EQ(kvmcftools::ImagePreview(flat, 3, 1).pixels, (std::vector<std::uint8_t>{128, 128, 128}));
 }
 
 }  // namespace

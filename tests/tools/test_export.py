@@ -177,3 +177,63 @@ def test_refusals_leave_nothing_behind(demo, tmp_path):
     run("export", demo, existing, "--force")
     assert len(tifffile.TiffFile(existing).pages) == 20
     assert sorted(p.name for p in tmp_path.iterdir()) == ["kept.tif"]
+
+
+def read_png(path):
+    """(width, height, bit depth, colour type, rows) of a PNG, unfiltered with zlib alone."""
+    data = path.read_bytes()
+    assert data[:8] == b"\x89PNG\r\n\x1a\n"
+    pos, idat, header = 8, b"", None
+    while pos < len(data):
+        length, kind = struct.unpack(">I4s", data[pos:pos + 8])
+        body = data[pos + 8:pos + 8 + length]
+        if kind == b"IHDR":
+            header = struct.unpack(">IIBBBBB", body)
+        elif kind == b"IDAT":
+            idat += body
+        pos += 12 + length
+    width, height, depth, colour = header[:4]
+    raw = zlib.decompress(idat)
+    rows, prev = [], bytearray(width)
+    for r in range(height):
+        kind, line = raw[r * (width + 1)], bytearray(raw[r * (width + 1) + 1:(r + 1) * (width + 1)])
+        for i in range(width):
+            a = line[i - 1] if i else 0
+            b, c = prev[i], prev[i - 1] if i else 0
+            if kind == 1:
+                line[i] = (line[i] + a) & 255
+            elif kind == 2:
+                line[i] = (line[i] + b) & 255
+            elif kind == 3:
+                line[i] = (line[i] + (a + b) // 2) & 255
+            elif kind == 4:
+                p = a + b - c
+                pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
+                line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
+        rows.append(bytes(line))
+        prev = line
+    return width, height, depth, colour, rows
+
+
+def test_png_previews(demo, tmp_path):
+    # An image: the values 95..103 stretch over 0..255 (both percentiles fall on the
+    # end values), the top detector row first.
+    run("preview", demo, tmp_path / "bg.png", "--source", "background", "--sub-image", "2")
+    width, height, depth, colour, rows = read_png(tmp_path / "bg.png")
+    assert (width, height, depth, colour) == (64, 32, 8, 0)
+    for r in (0, 13, 31):
+        expect = [int((background_value(2048 + (31 - r) * 64 + c) - 95) / 8 * 255 + 0.5) for c in range(64)]
+        assert list(rows[r]) == expect, r
+
+    # A spectrum: a plot whose highest point is the line at column 513, at the top of
+    # the plot area (x from 14 to 786, values from row 366 up to row 36).
+    run("preview", demo, tmp_path / "sig.png", "--frame", "3")
+    width, height, depth, colour, rows = read_png(tmp_path / "sig.png")
+    assert (width, height, depth, colour) == (800, 400, 8, 0)
+    peak = 14 + round((wavelength(513) - wavelength(1)) / (wavelength(1024) - wavelength(1)) * 772)
+    assert [c for c in range(14, 787) if rows[36][c] == 0] == [peak]
+    assert all(v == 255 for v in rows[200][14:150])  # white halfway up, left of the first line
+
+    r = run("preview", demo, tmp_path / "x.png", "--sub-image", "2", check=False)
+    assert r.returncode != 0 and "sub-image 2" in r.stderr
+    assert not (tmp_path / "x.png").exists()
