@@ -136,7 +136,9 @@ struct Source::Impl {
     ~Impl() {
         if (map) munmap(map, mapSize);
     }
-    unsigned long long FrameBytes() const { return static_cast<unsigned long long>(image->calibImage.GetDataLength()) * 4u; }
+    unsigned long long FrameBytes() const {
+        return static_cast<unsigned long long>(image->calibImage.GetDataLength()) * 4u;
+    }
     void MakeView();
 };
 
@@ -170,6 +172,9 @@ void File::Impl::Open() {
     for (int slot = 0; slot < kSourceCount; ++slot) {
         TMCFIOManager::TImage* image = mcf->GetImage(slot);
         if (!image) continue;
+        // Frames are always read from the file or the caller's bytes: once a read-all
+        // open has shown the pixel block whole, its copy of the pixels is not needed.
+        image->calibImage.DeleteDataArray();
         auto impl = std::make_unique<Source::Impl>();
         impl->file = this;
         impl->id = static_cast<SourceId>(slot);
@@ -328,7 +333,8 @@ void Source::readFrames(unsigned int first, unsigned int count, float* out) cons
     if (static_cast<unsigned long long>(first) + count > frameCount()) Fail(result::Argument2Invalid, name());
     const unsigned long long frameBytes = impl_->FrameBytes();
     unsigned long long start = 0, end = 0;
-    if (!BlockEnd(dataStart(), frameBytes, first, &start) || !BlockEnd(dataStart(), frameBytes, first + 0ULL + count, &end))
+    if (!BlockEnd(dataStart(), frameBytes, first, &start) ||
+        !BlockEnd(dataStart(), frameBytes, static_cast<unsigned long long>(first) + count, &end))
         Fail(result::FileError, impl_->file->path);
     impl_->file->ReadAt(start, end - start, out);
 }
@@ -479,7 +485,8 @@ std::vector<std::uint64_t> Source::metadataTagValues(int tag) const {
     TKestoImage* extras = impl_->extras.get();
     if (!extras || !extras->GetMetaDataHandler().GetAvailablity()) return out;
     std::lock_guard<std::mutex> lock(impl_->file->queries);
-    for (unsigned int f = 1; f <= frameCount(); ++f) out.push_back(extras->GetMetaDataTagValue(static_cast<int>(f), tag));
+    for (unsigned int f = 1; f <= frameCount(); ++f)
+        out.push_back(extras->GetMetaDataTagValue(static_cast<int>(f), tag));
     return out;
 }
 

@@ -15,6 +15,14 @@ namespace ReadDiagnosis {
 namespace {
 
 const char* const kMagics[] = {"Kavri Technology Multi-Channel File", "Halvi Instruments Multi-Channel File"};
+// In the order of Part; records are named "... record" in a description.
+const struct {
+    const char* name;
+    bool record;
+} kParts[] = {
+    {"", false},           {"file header", false}, {"source count", false}, {"instrument header", true},
+    {"calibration", true}, {"image data", true},   {"pixel block", false},  {"extension section", false},
+};
 const char* const kSourceNames[5] = {"signal", "reference", "background", "live", "source"};
 const unsigned long long kPixelBytes = 4;
 // A sub-image line is its record (version and six ints) and its offset.
@@ -333,25 +341,8 @@ class Diagnoser {
 }  // namespace
 
 const char* PartName(Part part) {
-    switch (part) {
-        case Part::FileHeader:
-            return "file header";
-        case Part::SourceCount:
-            return "source count";
-        case Part::InstrumentHeader:
-            return "instrument header";
-        case Part::Calibration:
-            return "calibration";
-        case Part::ImageData:
-            return "image data";
-        case Part::PixelBlock:
-            return "pixel block";
-        case Part::ExtensionSection:
-            return "extension section";
-        case Part::None:
-            break;
-    }
-    return "";
+    const std::size_t i = static_cast<std::size_t>(part);
+    return i < sizeof kParts / sizeof kParts[0] ? kParts[i].name : "";
 }
 
 const char* SourceName(int slot) { return slot >= 0 && slot < 5 ? kSourceNames[slot] : ""; }
@@ -362,9 +353,7 @@ std::string Diagnosis::Describe() const {
     if (stop.source >= 0)
         text = std::string(SourceName(stop.source)) + " source, image " + Text(stop.image + 1LL) + ", ";
     text += stop.record;
-    if (stop.part != Part::PixelBlock && stop.part != Part::FileHeader && stop.part != Part::ExtensionSection &&
-        stop.part != Part::SourceCount)
-        text += " record";
+    if (kParts[static_cast<std::size_t>(stop.part)].record) text += " record";
     if (!stop.field.empty()) text += ", " + stop.field;
     text += ", byte " + Text(stop.offset) + ": expected " + stop.expected;
     return text;

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -138,6 +139,43 @@ void BM_ReadFrameThreads(benchmark::State& state) {
     state.SetBytesProcessed(bytes);
 }
 
+// The same with the work a caller does on each frame (a sum of its pixels): the part
+// of the scaling that is not the machine's memory bandwidth.
+void BM_ReadAndSumFrameThreads(benchmark::State& state) {
+    static const kvmcf::File file = kvmcf::File::open(TheSeries().path, kvmcf::ReadMode::HeaderOnly);
+    const kvmcf::Source& signal = file.source(kvmcf::SourceId::Signal);
+    std::vector<float> frame(kWidth * kHeight);
+    const unsigned int threads = static_cast<unsigned int>(state.threads());
+    long long bytes = 0;
+    for (auto _ : state) {
+        double sum = 0;
+        for (unsigned int f = static_cast<unsigned int>(state.thread_index()); f < kSeriesFrames; f += threads) {
+            signal.readFrame(f, frame.data());
+            for (float v : frame) sum += v;
+            bytes += static_cast<long long>(frame.size()) * 4;
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    state.SetBytesProcessed(bytes);
+}
+
+// The machine's own ceiling: each thread copies its share of a 256 MiB block, a
+// frame at a time, with no file at all.
+void BM_MemcpyThreads(benchmark::State& state) {
+    static const std::vector<char> block(static_cast<std::size_t>(TheSeries().pixelBytes), 1);
+    std::vector<char> frame(static_cast<std::size_t>(kWidth) * kHeight * 4);
+    const std::size_t threads = static_cast<std::size_t>(state.threads());
+    long long bytes = 0;
+    for (auto _ : state) {
+        for (std::size_t f = static_cast<std::size_t>(state.thread_index()); f < kSeriesFrames; f += threads) {
+            std::memcpy(frame.data(), block.data() + f * frame.size(), frame.size());
+            bytes += static_cast<long long>(frame.size());
+        }
+        benchmark::DoNotOptimize(frame.data());
+    }
+    state.SetBytesProcessed(bytes);
+}
+
 }  // namespace
 
 BENCHMARK(BM_HeaderOnlyOpen)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -145,7 +183,9 @@ BENCHMARK(BM_HeaderOnlyOpenMapAndTouchByHand)->Unit(benchmark::kMillisecond)->Us
 BENCHMARK(BM_HeaderOnlyOpenFramesView)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_PlainPreadOfThePixels)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_ReadFramesAll)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
-BENCHMARK(BM_ReadFrameThreads)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(4)->MinTime(2.0);
+BENCHMARK(BM_ReadFrameThreads)->Unit(benchmark::kMillisecond)->UseRealTime()->ThreadRange(1, 4)->MinTime(2.0);
+BENCHMARK(BM_ReadAndSumFrameThreads)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(4);
+BENCHMARK(BM_MemcpyThreads)->Unit(benchmark::kMillisecond)->UseRealTime()->Threads(1)->Threads(4)->MinTime(2.0);
 
 int main(int argc, char** argv) {
     // Written before any timing starts.

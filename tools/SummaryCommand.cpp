@@ -59,8 +59,8 @@ void PrintSource(const kvmcf::Source& s) {
     std::string unit = x.unit;
     if (unit.find_first_not_of(' ') == std::string::npos) unit.clear();
     if (!x.values.empty())
-        std::printf("    x axis:        %s%s, %g to %g over columns %d-%d\n", x.type.empty() ? "(none)" : x.type.c_str(),
-                    unit.c_str(), x.values.front(), x.values.back(), x.first,
+        std::printf("    x axis:        %s%s, %g to %g over columns %d-%d\n",
+                    x.type.empty() ? "(none)" : x.type.c_str(), unit.c_str(), x.values.front(), x.values.back(), x.first,
                     x.first + static_cast<int>(x.values.size()) - 1);
 
     if (frames == 0 || length == 0) return;

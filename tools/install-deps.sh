@@ -3,7 +3,10 @@
 #   tools/install-deps.sh         the build and the tests
 #   tools/install-deps.sh fuzz    also clang with its sanitizer and fuzzer runtimes
 set -euo pipefail
-packages=(cmake ninja-build g++ libtinyxml-dev libgtest-dev libbenchmark-dev pkgconf)
+packages=(cmake ninja-build g++ libtinyxml-dev libgtest-dev libbenchmark-dev pkgconf
+          pybind11-dev python3-dev python3-numpy python3-pytest python3-xarray python3-dask
+          python3-distributed python3-matplotlib
+          libtiff-dev libhdf5-dev libpng-dev python3-tifffile python3-h5py)
 if [ "${1:-}" = "fuzz" ]; then
   packages+=(clang libclang-rt-14-dev)
 fi

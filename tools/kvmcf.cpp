@@ -8,6 +8,7 @@
 #include "tools/DemoFile.h"
 #include "tools/DescribeCommand.h"
 #include "tools/DiagnosisCommands.h"
+#include "tools/ExportCommands.h"
 
 namespace {
 
@@ -20,6 +21,10 @@ void Usage() {
         "                                        size, extremes with positions, mean and mode of a region\n"
         "       kvmcf check FILE [--json]        where a damaged file stops, whole frames per source\n"
         "       kvmcf salvage FILE OUT           write the intact sources and whole frames to OUT\n"
+        "       kvmcf export FILE OUT [--source NAME] [--frames A:B] [--format tiff|hdf5|csv] [--rows A:B]\n"
+        "                                        frames as a TIFF stack, an HDF5 file or a CSV table\n"
+        "       kvmcf preview FILE OUT.png [--source NAME] [--frame N] [--sub-image K]\n"
+        "                                        one frame as a grayscale picture or a spectrum plot\n"
         "       kvmcf --write-demo PATH          write the demo file\n"
         "With no FILE, kvmcf writes the demo file kvmcf-demo.mcf in the current folder and shows it.\n");
 }
@@ -51,6 +56,8 @@ int main(int argc, char** argv) {
     if (command == "describe") return kvmcftools::RunDescribe(rest);
     if (command == "check") return kvmcftools::RunCheck(rest);
     if (command == "salvage") return kvmcftools::RunSalvage(rest);
+    if (command == "export") return kvmcftools::RunExport(rest);
+    if (command == "preview") return kvmcftools::RunPreview(rest);
     if (command.compare(0, 1, "-") == 0) {
         std::fprintf(stderr, "kvmcf: unknown option %s (try kvmcf --help)\n", command.c_str());
         return 2;

@@ -55,8 +55,9 @@ constexpr int kSourceCount = 5;
 // "signal", "reference", "background", "live", "source".
 KVMCF_CXX_API const char* sourceName(SourceId id);
 
-// ReadAll reads every pixel while opening; HeaderOnly reads the records and leaves
-// the pixels in the file until a frame is asked for.
+// ReadAll reads every pixel while opening, so a short pixel block fails the open as
+// it does in C; HeaderOnly reads only the records. Either way frames are then read
+// from the file (or the caller's bytes) when asked for, and no copy is kept.
 enum class ReadMode { All, HeaderOnly };
 
 // Where reading stopped in a file that failed to parse; fields that are not known
@@ -89,6 +90,7 @@ private:
 // monostate: the value query writes no text for this name.
 using Value = std::variant<std::monostate, long long, unsigned long long, double, std::string>;
 
+// The type a property query reports; Byte for the one-byte codes (reported as 1).
 enum class PropertyType { Int32, UInt32, UInt64, Float, Double, String, Byte };
 
 // One named property: its type, typed value and the exact text and type code the C
@@ -255,7 +257,7 @@ public:
     Version calibrationVersion() const;
     Version imageVersion() const;
 
-    // The record objects themselves.
+    // The record objects themselves (their frame store holds no pixels).
     const TKestoImageData& header() const;
     const TCalibImage& image() const;
 
@@ -284,8 +286,9 @@ public:
     // Opens a file on disk. Throws Error with the code the C open would return.
     static File open(const std::string& path, OpenOptions options = {});
     static File open(const std::string& path, ReadMode mode) { return open(path, OpenOptions{mode, true}); }
-    // Opens a file held in memory. The bytes are not copied: keep them valid and
-    // unchanged while the File lives.
+    // Opens a file held in memory, of less than 4 GiB as for the C open. The bytes are
+    // not copied: keep them valid and unchanged while the File lives. A format error is
+    // Error(FormatError) here, where the C byte open lets an exception out.
     static File fromBytes(const void* bytes, std::size_t size, ReadMode mode = ReadMode::All);
 
     File(File&& other) noexcept;

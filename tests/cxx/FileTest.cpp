@@ -31,7 +31,9 @@ std::string HandPrefix(unsigned int active = 0) {
     return kMagic + "1\n" + kvmcftest::HeaderRows131(active) + kvmcftest::HeaderNested131() + "\n" +
            kvmcftest::Calibration14() + kvmcftest::ImageData15();
 }
-std::string HandFile() { return HandPrefix() + kvmcftest::FloatBytes({1, 2, 3, 4, -1.5f, 0, 1e6f, 0.25f}) + "0\n0\n0\n0\n"; }
+std::string HandFile() {
+    return HandPrefix() + kvmcftest::FloatBytes({1, 2, 3, 4, -1.5f, 0, 1e6f, 0.25f}) + "0\n0\n0\n0\n";
+}
 
 // A square series whose pixels differ in every frame.
 std::string SeriesFile(unsigned int side, unsigned int frames, const std::string& extensionXml = "") {
@@ -66,7 +68,8 @@ std::vector<std::vector<float>> FramesThroughC(TempFile& file, KVMCF_DataSource 
     KVMCF_GetNumberFrames(source, &frames);
     KVMCF_GetFrameSize(source, &length);
     std::vector<std::vector<float>> out(frames, std::vector<float>(length));
-    for (unsigned int f = 0; f < frames; ++f) EXPECT_EQ(KVMCF_GetFrame(source, f, out[f].data(), length), KVMCF_SUCCESS);
+    for (unsigned int f = 0; f < frames; ++f)
+        EXPECT_EQ(KVMCF_GetFrame(source, f, out[f].data(), length), KVMCF_SUCCESS);
     KVMCF_CloseFile();
     return out;
 }
@@ -301,7 +304,8 @@ TEST(CxxFile, FileAndExportedFunctionsDoNotDisturbEachOther) {
         // Interleave: the C stream and the File's reads must not move each other.
         for (unsigned int f = 0; f < 2; ++f) {
             ASSERT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1 - f, cFrame, 4), KVMCF_SUCCESS);
-            EXPECT_EQ(std::vector<float>(cFrame, cFrame + 4), std::vector<float>(kPixels.begin() + 4 * (1 - f), kPixels.begin() + 4 * (2 - f)));
+            const auto expected = kPixels.begin() + 4 * (1 - f);
+            EXPECT_EQ(std::vector<float>(cFrame, cFrame + 4), std::vector<float>(expected, expected + 4));
             s.readFrame(f + 5, frame.data());
             EXPECT_TRUE(SameBytes(demoFrames[f + 5], frame.data()));
         }
@@ -324,8 +328,8 @@ TEST(CxxFile, FileAndExportedFunctionsDoNotDisturbEachOther) {
 // The C byte-array open lets a format error out as an exception: that is 22003.
 unsigned int CBytesCode(std::string bytes) {
     try {
-        const unsigned int code =
-            KVMCF_ReadFromByteArray(reinterpret_cast<unsigned char*>(&bytes[0]), static_cast<unsigned int>(bytes.size()));
+        const unsigned int code = KVMCF_ReadFromByteArray(reinterpret_cast<unsigned char*>(&bytes[0]),
+                                                          static_cast<unsigned int>(bytes.size()));
         KVMCF_CloseFile();
         return code;
     } catch (const TMCFLoadException&) {

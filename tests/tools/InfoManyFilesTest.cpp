@@ -58,8 +58,8 @@ TEST(InfoManyFiles, OneBlockPerFileAsTableOrJson) {
     EXPECT_EQ(mixed.code, 1);
     EXPECT_EQ(mixed.out.find("{\"file\": \"" + hand.Path() + "\""), 1u) << mixed.out;
     EXPECT_EQ(mixed.out.substr(mixed.out.size() - 8), "  }\n}}]\n");
-    EXPECT_NE(mixed.err.find(cut.Path() + ": not a readable multi-channel file, or it cannot be opened (22003), stopped in "
-                                          "the signal instrument header record at byte"),
+    EXPECT_NE(mixed.err.find(cut.Path() + ": not a readable multi-channel file, or it cannot be opened (22003), "
+                                          "stopped in the signal instrument header record at byte"),
               std::string::npos)
         << mixed.err;
     EXPECT_NE(mixed.err.find(demo.Path() + ".none: "), std::string::npos);

@@ -1,0 +1,78 @@
+// kvmcf export of a 1 GiB series against cp of the same file, in one run on one
+// machine: the export should cost little more than moving the pixel bytes.
+// Compare the times of each format with CopyWithCp's.
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tools/ExportCommands.h"
+#include "tools/McfFileWriter.h"
+
+namespace {
+
+const unsigned int kWidth = 1024;
+const unsigned int kHeight = 256;
+const unsigned int kSeriesFrames = 1024;  // 1 MiB a frame, 1 GiB in all
+
+std::string TempName(const std::string& what) {
+    const char* dir = std::getenv("TMPDIR");
+    return std::string(dir && *dir ? dir : "/tmp") + "/kvmcf-exportbench-" + std::to_string(getpid()) + what;
+}
+
+// The series file, written once for the whole run and removed at exit.
+struct Series {
+    std::string path = TempName(".mcf");
+    Series() {
+        const TSubImage all(1, kHeight, kWidth, 1, 1, 1);
+        TMCFIOManager::TImage image(TKavriRect(1, kHeight, kWidth, 1), 1, &all, kSeriesFrames);
+        for (unsigned int f = 1; f <= kSeriesFrames; ++f) {
+            float* p = image.calibImage.ObtainWriteImagePtr(f);
+            for (unsigned int i = 0; i < kWidth * kHeight; ++i) p[i] = static_cast<float>(f * 3 + i % 977);
+        }
+        kvmcftools::McfFileContent content;
+        content.images[0] = &image;
+        if (!kvmcftools::WriteMcfFile(path, content)) std::abort();
+    }
+    ~Series() { std::remove(path.c_str()); }
+};
+
+const Series& TheSeries() {
+    static const Series series;
+    return series;
+}
+
+void Run(benchmark::State& state, const std::string& out, const std::vector<std::string>& command) {
+    const Series& series = TheSeries();
+    for (auto _ : state) {
+        if (command.empty()) {
+            if (std::system(("cp " + series.path + " " + out).c_str()) != 0) state.SkipWithError("cp failed");
+        } else {
+            std::vector<std::string> args{series.path, out, "--quiet"};
+            args.insert(args.end(), command.begin(), command.end());
+            if (kvmcftools::RunExport(args) != 0) state.SkipWithError("export failed");
+        }
+        state.PauseTiming();
+        std::remove(out.c_str());
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kWidth * kHeight * kSeriesFrames * 4);
+}
+
+void CopyWithCp(benchmark::State& state) { Run(state, TempName("-copy.mcf"), {}); }
+void ExportTiff(benchmark::State& state) { Run(state, TempName(".tif"), {"--format", "tiff"}); }
+void ExportHdf5(benchmark::State& state) { Run(state, TempName(".h5"), {"--format", "hdf5"}); }
+
+// cp first, so the series is in the page cache for every contender alike.
+BENCHMARK(CopyWithCp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(4);
+BENCHMARK(ExportTiff)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(4);
+BENCHMARK(ExportHdf5)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(4);
+BENCHMARK(CopyWithCp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(4);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,51 @@
+import pickle
+
+import dask
+import numpy as np
+import pytest
+
+import kvmcfio
+
+
+@pytest.fixture(scope="module")
+def small(files):
+    return [str(files / f"small{i:02d}.mcf") for i in range(50)]
+
+
+def test_stack_is_lazy_and_carries_only_paths_and_numbers(small):
+    stack = kvmcfio.dask_stack(small, frames_per_block=3)
+    assert stack.shape == (50, 4, 6, 8) and stack.dtype == np.float32
+    assert stack.chunks[1] == (3, 1)
+    graph = dict(stack.__dask_graph__())
+    assert len(graph) == 100
+    for task in graph.values():
+        assert all(isinstance(a, (str, int)) for a in task[1:])
+    assert pickle.loads(pickle.dumps(graph)).keys() == graph.keys()
+
+    # File i holds 10000 i + 1000 f + p / 2 at frame f, pixel p.
+    expected = (10000 * np.arange(50)[:, None, None, None] + 1000 * np.arange(4)[None, :, None, None]
+                + 0.5 * np.arange(48).reshape(1, 1, 6, 8))
+    with dask.config.set(scheduler="threads"):
+        np.testing.assert_array_equal(stack.compute(), expected)
+        np.testing.assert_array_equal(stack.compute(), np.stack([kvmcfio.imread(p) for p in small]))
+        assert float(stack[7, 2].mean().compute()) == 72000 + 11.75
+
+
+def test_mismatched_files_are_refused(small, files):
+    with pytest.raises(ValueError, match="dask_stack"):
+        kvmcfio.dask_stack(small[:2] + [str(files / "binned.mcf")])
+    with pytest.raises(ValueError, match="File"):
+        kvmcfio.dask_stack([str(files / "demo.mcf")], source="background")
+
+
+def test_stack_reduces_on_a_cluster_of_two_worker_processes(small):
+    distributed = pytest.importorskip("distributed")
+    stack = kvmcfio.dask_stack(small)
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
+                                  dashboard_address=None, silence_logs=50) as cluster, \
+            distributed.Client(cluster) as client:
+        means = client.compute(stack.mean(axis=(1, 2, 3))).result()
+        # Each file's mean: 10000 i + 1000 * 1.5 + 23.5 / 2.
+        np.testing.assert_array_equal(means, 10000 * np.arange(50) + 1500 + 11.75)
+        workers = client.run(lambda: __import__("os").getpid())
+        assert len(set(workers.values())) == 2

@@ -1,0 +1,167 @@
+// The pieces of kvmcf export that decide what goes where: frame ranges, sub-images as
+// planes, binned axes, output names, the stack description and the progress line.
+// The written files themselves are read back by other programs in test_export.py.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "support/TestFiles.h"
+#include "tools/DemoFile.h"
+#include "tools/ExportSupport.h"
+#include "tools/PngPreview.h"
+#include "tools/Progress.h"
+#include "tools/TiffExport.h"
+
+namespace {
+
+using kvmcftools::FrameRange;
+
+bool Exists(const std::string& path) {
+    struct stat st {};
+    return ::stat(path.c_str(), &st) == 0;
+}
+
+TEST(Export, FrameRangesCountFromZeroAndStopBeforeTheEnd) {
+    FrameRange r;
+    std::string why;
+    ASSERT_TRUE(kvmcftools::ParseFrameRange("2:5", 20, &r, &why));
+    EXPECT_EQ(r.first, 2u);
+    EXPECT_EQ(r.count, 3u);
+    ASSERT_TRUE(kvmcftools::ParseFrameRange(":4", 20, &r, &why));
+    EXPECT_EQ(r.first, 0u);
+    EXPECT_EQ(r.count, 4u);
+    ASSERT_TRUE(kvmcftools::ParseFrameRange("18:", 20, &r, &why));
+    EXPECT_EQ(r.first, 18u);
+    EXPECT_EQ(r.count, 2u);
+    ASSERT_TRUE(kvmcftools::ParseFrameRange("19", 20, &r, &why));
+    EXPECT_EQ(r.first, 19u);
+    EXPECT_EQ(r.count, 1u);
+    // Past the end, empty, reversed, not numbers, and a number that would wrap.
+    for (const char* bad : {"15:21", "20", "5:5", "6:5", "a:b", "-1:3", "", "1:99999999999999999999"}) {
+        why.clear();
+        EXPECT_FALSE(kvmcftools::ParseFrameRange(bad, 20, &r, &why)) << bad;
+        EXPECT_FALSE(why.empty()) << bad;
+    }
+    EXPECT_FALSE(kvmcftools::ParseFrameRange("0:1", 0, &r, &why));
+}
+
+TEST(Export, DemoBackgroundPlanesAndTheirOutputNames) {
+    kvmcftest::TempFile file("", "demo.mcf");
+    ASSERT_TRUE(kvmcftools::WriteDemoFile(file.Path()));
+    const kvmcf::File f = kvmcf::File::open(file.Path(), kvmcf::ReadMode::HeaderOnly);
+    std::vector<kvmcftools::Plane> planes;
+    std::string why;
+    ASSERT_TRUE(kvmcftools::SourcePlanes(f.source(kvmcf::SourceId::Background), &planes, &why)) << why;
+    // Columns 101-164 by rows 49-80 unbinned; columns 401-528 by rows 137-200 binned 2 x 2.
+    ASSERT_EQ(planes.size(), 2u);
+    EXPECT_EQ(planes[0].columns, 64u);
+    EXPECT_EQ(planes[0].rows, 32u);
+    EXPECT_EQ(planes[0].offset, 0u);
+    EXPECT_EQ(planes[1].columns, 64u);
+    EXPECT_EQ(planes[1].rows, 32u);
+    EXPECT_EQ(planes[1].offset, 2048u);
+
+    // Same size, different detector columns: one output each, named by sub-image.
+    const auto groups = kvmcftools::PlaneGroups(planes);
+    ASSERT_EQ(groups.size(), 2u);
+    EXPECT_EQ(kvmcftools::GroupOutputName("run.v2/bg.tif", planes, groups[1], 2), "run.v2/bg-sub2.tif");
+    EXPECT_EQ(kvmcftools::GroupOutputName("run.v2/bg", planes, groups[0], 2), "run.v2/bg-sub1");
+    EXPECT_EQ(kvmcftools::GroupOutputName("bg.tif", planes, groups[0], 1), "bg.tif");
+
+    // Tracks over the same columns share one output.
+    std::vector<kvmcftools::Plane> tracks(3, planes[0]);
+    EXPECT_EQ(kvmcftools::PlaneGroups(tracks).size(), 1u);
+
+    // The signal: 20 frames of one spectrum; an unknown or absent source is refused.
+    EXPECT_EQ(kvmcftools::ChooseSource(f, "", &why)->id(), kvmcf::SourceId::Signal);
+    EXPECT_EQ(kvmcftools::ChooseSource(f, "live", &why), nullptr);
+    EXPECT_NE(why.find("no live source"), std::string::npos);
+    EXPECT_EQ(kvmcftools::ChooseSource(f, "dark", &why), nullptr);
+    EXPECT_NE(why.find("unknown source"), std::string::npos);
+}
+
+TEST(Export, BinnedAxisValuesAreTheMeanOfTheirDetectorPixels) {
+    // Detector pixels 1..8 valued 10, 20, ..., 80.
+    kvmcf::Axis axis{"Position", " um", 1, {10, 20, 30, 40, 50, 60, 70, 80}};
+    kvmcftools::Plane p;
+    p.geometry.left = 3;
+    p.geometry.hBin = 2;
+    p.columns = 3;  // pixels 3-4, 5-6, 7-8
+    EXPECT_EQ(kvmcftools::PlaneXValues(axis, p), (std::vector<double>{35, 55, 75}));
+    p.columns = 4;  // would need pixels up to 10
+    EXPECT_TRUE(kvmcftools::PlaneXValues(axis, p).empty());
+    p.geometry.bottom = 2;
+    p.geometry.vBin = 3;
+    p.rows = 2;  // rows 2-4 and 5-7
+    EXPECT_EQ(kvmcftools::PlaneZValues(axis, p), (std::vector<double>{30, 60}));
+
+    EXPECT_EQ(kvmcftools::AxisLabel(axis), "Position (um)");
+    EXPECT_TRUE(kvmcftools::IsCalibrated(axis));
+    const kvmcf::Axis pixels{"Pixel number", " ", 1, {1, 2}};
+    EXPECT_EQ(kvmcftools::AxisLabel(pixels), "Pixel number");
+    EXPECT_FALSE(kvmcftools::IsCalibrated(pixels));
+}
+
+TEST(Export, StackDescriptionAndProgressLine) {
+    EXPECT_EQ(kvmcftools::StackDescription(1, 20, "nm", "", 0.1),
+              "ImageJ=1.11a\nimages=20\nframes=20\nunit=nm\nyunit=pixel\nfinterval=0.1\nloop=false\n");
+    EXPECT_EQ(kvmcftools::StackDescription(2, 3, "um", "um", 0),
+              "ImageJ=1.11a\nimages=6\nchannels=2\nframes=3\nhyperstack=true\nunit=um\nloop=false\n");
+    EXPECT_EQ(kvmcftools::StackDescription(1, 1, "", "", 0), "ImageJ=1.11a\nimages=1\nloop=false\n");
+
+    // 5 of 20 in 2 s: 2.5 frames/s, 15 left take 6 s.
+    EXPECT_EQ(kvmcftools::Progress::Line("export", 5, 20, 2.0, 8),
+              "export [##      ] 5/20 frames, 2.5 frames/s, 0:06 left");
+    EXPECT_EQ(kvmcftools::Progress::Line("export", 0, 7200, 0.0, 2), "export [  ] 0/7200 frames, 0.0 frames/s, ? left");
+    EXPECT_EQ(kvmcftools::Progress::Line("x", 1, 3601, 1.0, 1), "x [ ] 1/3601 frames, 1.0 frames/s, 1:00:00 left");
+}
+
+TEST(Export, OutputsAppearOnlyWhenCommitted) {
+    kvmcftest::TempFile dir("", "unused");
+    const std::string out = dir.Path() + ".tif";
+    std::string why, temp;
+    {
+        kvmcftools::OutputFile o(out);
+        ASSERT_TRUE(o.Prepare(false, &why)) << why;
+        temp = o.TempPath();
+        EXPECT_TRUE(Exists(temp));
+        EXPECT_FALSE(Exists(out));
+    }
+    EXPECT_FALSE(Exists(temp));
+    {
+        kvmcftools::OutputFile o(out);
+        ASSERT_TRUE(o.Prepare(false, &why));
+        ASSERT_TRUE(o.Commit(&why));
+        EXPECT_FALSE(Exists(o.TempPath()));
+    }
+    EXPECT_TRUE(Exists(out));
+    kvmcftools::OutputFile again(out);
+    EXPECT_FALSE(again.Prepare(false, &why));
+    EXPECT_NE(why.find("--force"), std::string::npos);
+    EXPECT_TRUE(again.Prepare(true, &why));
+    ::unlink(out.c_str());
+}
+
+TEST(Export, PreviewStretchesBetweenPercentilesTopRowFirst) {
+    std::vector<float> ramp;
+    for (int v = 1; v <= 200; ++v) ramp.push_back(static_cast<float>(v));
+    ramp.push_back(std::nanf(""));  // not a value: ignored
+    // Nearest ranks of 200 values: 0.005 * 199 rounds to 1, 0.995 * 199 to 198.
+    EXPECT_EQ(kvmcftools::Percentile(ramp, 0.005), 2.0f);
+    EXPECT_EQ(kvmcftools::Percentile(ramp, 0.995), 199.0f);
+    EXPECT_EQ(kvmcftools::Percentile({}, 0.5), 0.0f);
+
+    // Bottom row 0, 10; top row 20, 30; the ends of four values are 0 and 30.
+    const float stored[4] = {0, 10, 20, 30};
+    const kvmcftools::GrayImage img = kvmcftools::ImagePreview(stored, 2, 2);
+    EXPECT_EQ(img.pixels, (std::vector<std::uint8_t>{170, 255, 0, 85}));
+    const float flat[3] = {5, 5, 5};
+    EXPECT_EQ(kvmcftools::ImagePreview(flat, 3, 1).pixels, (std::vector<std::uint8_t>{128, 128, 128}));
+}
+
+}  // namespace

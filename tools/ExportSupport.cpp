@@ -1,0 +1,363 @@
+#include "tools/ExportSupport.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "image/KavriImageData.h"
+#include "calib/CalibImage.h"
+#include "tools/Progress.h"
+#include "tools/ToolSupport.h"
+
+namespace kvmcftools {
+
+bool SourcePlanes(const kvmcf::Source& source, std::vector<Plane>* planes, std::string* why) {
+    const std::vector<kvmcf::SubImage> subImages = source.subImages();
+    const std::size_t frameLength = source.frameLength();
+    planes->clear();
+    for (unsigned int k = 0; k < subImages.size(); ++k) {
+        const kvmcf::SubImage& s = subImages[k];
+        Plane p;
+        p.index = k;
+        p.geometry = s;
+        // Offsets come from the file, as the pixel block was laid out by them.
+        p.offset = source.image().GetSubImageOffset(k);
+        const long long width = static_cast<long long>(s.right) - s.left + 1;
+        const long long height = static_cast<long long>(s.top) - s.bottom + 1;
+        if (s.hBin > 0 && s.vBin > 0 && width > 0 && height > 0) {
+            p.columns = static_cast<std::size_t>(width / s.hBin);
+            p.rows = static_cast<std::size_t>(height / s.vBin);
+        }
+        if (p.columns == 0 || p.rows == 0 || p.offset > frameLength || p.Pixels() > frameLength - p.offset) {
+            *why = "sub-image " + std::to_string(k + 1) + " of " + source.name() + " does not lie inside its frame";
+            return false;
+        }
+        planes->push_back(p);
+    }
+    if (planes->empty()) {
+        *why = std::string(source.name()) + " has no sub-images";
+        return false;
+    }
+    return true;
+}
+
+std::vector<std::vector<std::size_t>> PlaneGroups(const std::vector<Plane>& planes) {
+    auto same = [](const Plane& a, const Plane& b) {
+        return a.geometry.left == b.geometry.left && a.geometry.right == b.geometry.right &&
+               a.geometry.hBin == b.geometry.hBin && a.rows == b.rows;
+    };
+    bool allSame = true;
+    for (const Plane& p : planes) allSame = allSame && same(p, planes.front());
+    std::vector<std::vector<std::size_t>> groups;
+    if (allSame) {
+        groups.emplace_back();
+        for (std::size_t i = 0; i < planes.size(); ++i) groups.back().push_back(i);
+    } else {
+        for (std::size_t i = 0; i < planes.size(); ++i) groups.push_back({i});
+    }
+    return groups;
+}
+
+std::string GroupOutputName(const std::string& out, const std::vector<Plane>& planes,
+                            const std::vector<std::size_t>& group, std::size_t groupCount) {
+    if (groupCount <= 1) return out;
+    const std::size_t slash = out.find_last_of('/');
+    std::size_t dot = out.find_last_of('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash) || dot == slash + 1) dot = out.size();
+    return out.substr(0, dot) + "-sub" + std::to_string(planes[group.front()].index + 1) + out.substr(dot);
+}
+
+bool ParseFrameRange(const std::string& text, unsigned int frames, FrameRange* range, std::string* why,
+                     const std::string& noun) {
+    auto number = [](const std::string& t, unsigned long long fallback, unsigned long long* value) {
+        if (t.empty()) {
+            *value = fallback;
+            return true;
+        }
+        if (t.find_first_not_of("0123456789") != std::string::npos || t.size() > 12) return false;
+        *value = std::strtoull(t.c_str(), nullptr, 10);
+        return true;
+    };
+    unsigned long long a = 0, b = frames;
+    const std::size_t colon = text.find(':');
+    bool ok;
+    if (colon == std::string::npos) {
+        ok = !text.empty() && number(text, 0, &a);
+        b = a + 1;
+    } else {
+        ok = number(text.substr(0, colon), 0, &a) && number(text.substr(colon + 1), frames, &b);
+    }
+    if (!ok) {
+        *why = noun + " \"" + text + "\" are not A:B, A:, :B or N (counted from 0)";
+        return false;
+    }
+    if (a >= b || b > frames) {
+        *why = noun + " " + text + " are outside the " + std::to_string(frames) + " " + noun + " (0:" +
+               std::to_string(frames) + ")";
+        return false;
+    }
+    range->first = static_cast<unsigned int>(a);
+    range->count = static_cast<unsigned int>(b - a);
+    return true;
+}
+
+const kvmcf::Source* ChooseSource(const kvmcf::File& file, const std::string& name, std::string* why) {
+    const std::vector<const kvmcf::Source*> present = file.sources();
+    if (name.empty()) {
+        if (file.has(kvmcf::SourceId::Signal)) return &file.source(kvmcf::SourceId::Signal);
+        if (!present.empty()) return present.front();
+        *why = "the file holds no data source";
+        return nullptr;
+    }
+    for (int id = 0; id < kvmcf::kSourceCount; ++id) {
+        if (name != kvmcf::sourceName(static_cast<kvmcf::SourceId>(id))) continue;
+        if (file.has(static_cast<kvmcf::SourceId>(id))) return &file.source(static_cast<kvmcf::SourceId>(id));
+        *why = "the file has no " + name + " source";
+        return nullptr;
+    }
+    *why = "unknown source " + name + " (signal, reference, background, live or source)";
+    return nullptr;
+}
+
+namespace {
+
+// Mean of the axis values over `count` bins of `bin` pixels from detector pixel `start`.
+std::vector<double> Binned(const kvmcf::Axis& axis, long long start, std::size_t count, int bin) {
+    const long long from = start - axis.first;
+    const long long span = static_cast<long long>(count) * bin;
+    if (bin <= 0 || from < 0 || from + span > static_cast<long long>(axis.values.size())) return {};
+    std::vector<double> out(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        double sum = 0;
+        for (int j = 0; j < bin; ++j) sum += axis.values[static_cast<std::size_t>(from + i * bin + j)];
+        out[i] = sum / bin;
+    }
+    return out;
+}
+
+}  // namespace
+
+std::vector<double> PlaneXValues(const kvmcf::Axis& x, const Plane& plane) {
+    return Binned(x, plane.geometry.left, plane.columns, plane.geometry.hBin);
+}
+
+std::vector<double> PlaneZValues(const kvmcf::Axis& z, const Plane& plane) {
+    return Binned(z, plane.geometry.bottom, plane.rows, plane.geometry.vBin);
+}
+
+std::vector<double> FrameTimes(const kvmcf::Source& source, const FrameRange& range) {
+    const std::vector<std::uint64_t> words = source.metadataWords();
+    const std::vector<float> clock = source.kineticTimes();
+    bool clocked = clock.size() >= static_cast<std::size_t>(range.first) + range.count;
+    for (unsigned int i = 0; clocked && i < range.count; ++i) clocked = words[range.first + i] != 0;
+    double cycle = 0;
+    if (!clocked) {
+        const kvmcf::Property p = source.property("KineticCycleTime");
+        if (const auto* d = std::get_if<double>(&p.value)) cycle = *d;
+    }
+    std::vector<double> times(range.count);
+    for (unsigned int i = 0; i < range.count; ++i)
+        times[i] = clocked ? clock[range.first + i] : cycle * (range.first + i);
+    return times;
+}
+
+std::string UnitText(const std::string& unit) {
+    const std::size_t start = unit.find_first_not_of(' ');
+    const std::size_t end = unit.find_last_not_of(' ');
+    return start == std::string::npos ? std::string() : unit.substr(start, end - start + 1);
+}
+
+std::string AxisLabel(const kvmcf::Axis& axis) {
+    const std::string unit = UnitText(axis.unit);
+    const std::string type = axis.type.empty() ? "Pixel number" : axis.type;
+    return unit.empty() ? type : type + " (" + unit + ")";
+}
+
+bool IsCalibrated(const kvmcf::Axis& axis) {
+    return !axis.values.empty() && !UnitText(axis.unit).empty() && axis.type != "Pixel number";
+}
+
+namespace {
+
+std::string JsonNumber(double v, bool single) {
+    if (!std::isfinite(v)) return "null";
+    char text[40];
+    std::snprintf(text, sizeof text, single ? "%.9g" : "%.17g", v);
+    return text;
+}
+
+std::string JsonValue(const kvmcf::Property& p) {
+    if (const auto* i = std::get_if<long long>(&p.value)) return std::to_string(*i);
+    if (const auto* u = std::get_if<unsigned long long>(&p.value)) return std::to_string(*u);
+    if (const auto* d = std::get_if<double>(&p.value)) return JsonNumber(*d, p.type == kvmcf::PropertyType::Float);
+    if (const auto* s = std::get_if<std::string>(&p.value)) return JsonString(*s);
+    return "null";
+}
+
+std::string JsonVersion(const kvmcf::Version& v) {
+    return "[" + std::to_string(v.high) + ", " + std::to_string(v.low) + "]";
+}
+
+}  // namespace
+
+std::string PropertiesJson(const kvmcf::File& file, const kvmcf::Source& source) {
+    std::string out = "{\"source\": " + JsonString(source.name());
+    out += ", \"file_version\": " + JsonVersion(file.version());
+    out += ", \"record_versions\": {\"header\": " + JsonVersion(source.headerVersion()) +
+           ", \"calibration\": " + JsonVersion(source.calibrationVersion()) +
+           ", \"image\": " + JsonVersion(source.imageVersion()) + "}";
+    out += ", \"properties\": {";
+    bool first = true;
+    for (const kvmcf::Property& p : source.properties()) {
+        out += (first ? "" : ", ") + JsonString(p.name) + ": " + JsonValue(p);
+        first = false;
+    }
+    return out + "}}";
+}
+
+bool OpenExportInput(const std::string& path, const std::string& sourceName, ExportInput* input, std::string* why) {
+    input->file.emplace(kvmcf::File::open(path, kvmcf::OpenOptions{kvmcf::ReadMode::HeaderOnly, false}));
+    input->source = ChooseSource(*input->file, sourceName, why);
+    if (!input->source || !SourcePlanes(*input->source, &input->planes, why)) {
+        *why = path + ": " + *why;
+        return false;
+    }
+    return true;
+}
+
+int ExportFailure(const std::string& why) {
+    std::fprintf(stderr, "kvmcf: %s\n", why.c_str());
+    return 1;
+}
+
+int GuardedCommand(const std::string& path, const std::function<int()>& body) {
+    try {
+        return body();
+    } catch (const kvmcf::Error& e) {
+        return ExportFailure(path + ": " + e.what());
+    } catch (const std::bad_alloc&) {
+        return ExportFailure(path + ": not enough memory for this");
+    }
+}
+
+bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, Progress* progress,
+                  const std::function<bool(unsigned int, const float*)>& frame, std::string* why) {
+    const unsigned long long frameBytes = 4ULL * source.frameLength();
+    // The file must hold the frames before a buffer is sized by them.
+    struct stat st {};
+    const unsigned long long end = static_cast<unsigned long long>(source.dataStart()) +
+                                   frameBytes * (static_cast<unsigned long long>(range.first) + range.count);
+    if (source.dataStart() < 0 || ::stat(file.path().c_str(), &st) != 0 ||
+        end > static_cast<unsigned long long>(st.st_size)) {
+        *why = file.path() + " ends before the last frame of " + source.name() + " asked for";
+        return false;
+    }
+    const unsigned long long kBlockBytes = 32ULL << 20;
+    const unsigned int block =
+        static_cast<unsigned int>(std::max<unsigned long long>(1, std::min<unsigned long long>(range.count, kBlockBytes / std::max<unsigned long long>(frameBytes, 1))));
+    std::vector<float> buffer(static_cast<std::size_t>(block) * source.frameLength());
+    for (unsigned int done = 0; done < range.count;) {
+        const unsigned int n = std::min(block, range.count - done);
+        try {
+            source.readFrames(range.first + done, n, buffer.data());
+        } catch (const kvmcf::Error& e) {
+            *why = std::string("cannot read ") + source.name() + " frames: " + e.what();
+            return false;
+        }
+        for (unsigned int i = 0; i < n; ++i) {
+            if (!frame(range.first + done + i, buffer.data() + static_cast<std::size_t>(i) * source.frameLength()))
+                return false;
+            if (progress) progress->Advance();
+        }
+        done += n;
+    }
+    return true;
+}
+
+namespace {
+
+// Paths of outputs not yet committed, for the signal handler, which may only use
+// what is already in memory.
+const int kSlots = 64;
+char gTempPaths[kSlots][4096];
+volatile std::sig_atomic_t gTempUsed[kSlots];
+
+extern "C" void RemoveAndRaise(int signal) {
+    for (int i = 0; i < kSlots; ++i)
+        if (gTempUsed[i]) ::unlink(gTempPaths[i]);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+}  // namespace
+
+void RemoveOutputsOnInterrupt() {
+    std::signal(SIGINT, RemoveAndRaise);
+    std::signal(SIGTERM, RemoveAndRaise);
+    std::signal(SIGHUP, RemoveAndRaise);
+}
+
+OutputFile::OutputFile(std::string path) : path_(std::move(path)) {}
+
+OutputFile::~OutputFile() {
+    if (slot_ >= 0) gTempUsed[slot_] = 0;
+    if (!temp_.empty() && !committed_) ::unlink(temp_.c_str());
+}
+
+bool OutputFile::Prepare(bool force, std::string* why) {
+    struct stat st {};
+    if (::stat(path_.c_str(), &st) == 0) {
+        if (S_ISDIR(st.st_mode)) {
+            *why = path_ + " is a folder";
+            return false;
+        }
+        if (!force) {
+            *why = path_ + " exists (use --force to replace it)";
+            return false;
+        }
+    }
+    const std::size_t slash = path_.find_last_of('/');
+    const std::string dir = slash == std::string::npos ? "" : path_.substr(0, slash + 1);
+    const std::string base = slash == std::string::npos ? path_ : path_.substr(slash + 1);
+    const std::string temp = dir + "." + base + ".part" + std::to_string(::getpid());
+    if (temp.size() >= sizeof gTempPaths[0]) {
+        *why = "cannot write " + path_ + ": the name is too long";
+        return false;
+    }
+    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
+    if (fd < 0) {
+        *why = "cannot write " + path_ + ": " + std::strerror(errno);
+        return false;
+    }
+    ::close(fd);
+    temp_ = temp;
+    for (int i = 0; i < kSlots; ++i)
+        if (!gTempUsed[i]) {
+            std::memcpy(gTempPaths[i], temp.c_str(), temp.size() + 1);
+            gTempUsed[i] = 1;
+            slot_ = i;
+            break;
+        }
+    return true;
+}
+
+bool OutputFile::Commit(std::string* why) {
+    if (::rename(temp_.c_str(), path_.c_str()) != 0) {
+        *why = "cannot write " + path_ + ": " + std::strerror(errno);
+        return false;
+    }
+    committed_ = true;
+    if (slot_ >= 0) gTempUsed[slot_] = 0;
+    slot_ = -1;
+    return true;
+}
+
+}  // namespace kvmcftools
