@@ -191,7 +191,7 @@ class Source:
         words = self.metadata
         if words.size and words.any():
             return self._impl.kinetic_times().astype(np.float64)
-        cycle = float(self.properties.get("KineticCycleTime", 0.0))
+        cycle = float(self.property_value("KineticCycleTime"))
         return np.arange(self.frame_count, dtype=np.float64) * cycle
 
     @property
