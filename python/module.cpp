@@ -3,7 +3,6 @@
 // package's Python code gives it the user-facing shape.
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
-#include <pybind11/stl.h>
 
 #include <cstring>
 #include <memory>
@@ -20,8 +19,8 @@ namespace {
 // The open file with whatever must outlive it. Shared by the File object and by
 // every array viewing its pixels, so the file closes when the last of them goes.
 struct Handle {
+    std::string bytes;  // the file's bytes, for files opened from memory; outlives the file
     std::unique_ptr<kvmcf::File> file;
-    std::string bytes;    // the file's bytes, for files opened from memory
     bool closed = false;  // the File object was closed; views may still hold the pixels
 };
 
@@ -153,6 +152,9 @@ py::array_t<float> ReadFrames(const PySource& s, unsigned int first, unsigned in
     const std::shared_ptr<Handle> keep = s.handle();  // the file must outlive the read
     const kvmcf::Source& source = s.source();
     const std::size_t length = source.frameLength();
+    // A lying frame count must not size the array: the view checks the file holds
+    // every frame (FileError otherwise) and maps it lazily, reading nothing.
+    if (count > 0 && length > 0) source.frames();
     py::array_t<float> out(std::vector<py::ssize_t>{static_cast<py::ssize_t>(count), static_cast<py::ssize_t>(length)});
     if (count == 0 || length == 0) return out;
     float* data = out.mutable_data();

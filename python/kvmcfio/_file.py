@@ -91,7 +91,9 @@ class Source:
         """Every pixel as a read-only float32 array of shape (frames, frame_length),
         without a copy: a view of the memory-mapped file (or of the bytes the file
         was opened from). Pixels are read from disk only when touched. The file stays
-        open while any such view lives."""
+        open while any such view lives. Another program truncating the file while a
+        view is in use stops the process on access, as for any memory-mapped file;
+        use :meth:`read_frames` for files that may shrink."""
         return self._impl.frames()
 
     @property
@@ -189,7 +191,7 @@ class Source:
         words = self.metadata
         if words.size and words.any():
             return self._impl.kinetic_times().astype(np.float64)
-        cycle = float(self.properties.get("KineticCycleTime", 0.0))
+        cycle = float(self.property_value("KineticCycleTime"))
         return np.arange(self.frame_count, dtype=np.float64) * cycle
 
     @property

@@ -77,36 +77,23 @@ TEST(CalibConversion, PixelSearches) {
     c.SetDetectorRect(LONG_RECT{1, 256, 1024, 1});
     c.SetXIsWavelength(0);
 
-    // Rising X = 400 + 0.5 p: nearest pixel, not clamped to the columns.
-    c.SetXCalConstants(400, 0.5, 0, 0);
-    EXPECT_EQ(c.GetXPixel(500.0f), 200);
-    EXPECT_EQ(c.GetXPixel(500.2f), 200);
-    EXPECT_EQ(c.GetXPixel(500.3f), 201);
-    EXPECT_EQ(c.GetXPixel(912.0f), 1024);
-    EXPECT_EQ(c.GetXPixel(300.0f), -200);
-    // Falling X = 900 - 0.5 p.
-    c.SetXCalConstants(900, -0.5, 0, 0);
-    EXPECT_EQ(c.GetXPixel(800.0f), 200);
-    EXPECT_EQ(c.GetXPixel(799.8f), 200);
-    EXPECT_EQ(c.GetXPixel(799.7f), 201);
-    EXPECT_EQ(c.GetXPixel(1000.0f), -200);
-
-    // Rising Z = 2 r over rows 1..256; 0 outside the rows and for unreachable values.
+    // X rising 400 + 0.5 p, falling 900 - 0.5 p: nearest pixel, not clamped to the columns.
+    // Z rising 2 r, falling 600 - 2 r over rows 1..256: 0 outside the rows.
+    const struct { double c0, c1; char axis; float value; int pixel; } searches[] = {
+        {400, 0.5, 'x', 500.0f, 200}, {400, 0.5, 'x', 500.2f, 200}, {400, 0.5, 'x', 500.3f, 201},
+        {400, 0.5, 'x', 912.0f, 1024}, {400, 0.5, 'x', 300.0f, -200}, {900, -0.5, 'x', 799.8f, 200},
+        {900, -0.5, 'x', 799.7f, 201}, {900, -0.5, 'x', 1000.0f, -200}, {0, 2, 'z', 21.5f, 11},
+        {0, 2, 'z', 512.0f, 256}, {0, 2, 'z', 2.0f, 1}, {0, 2, 'z', 600.0f, 0},
+        {600, -2, 'z', 578.5f, 11}, {600, -2, 'z', 700.0f, 0}, {600, -2, 'z', 50.0f, 0}};
+    for (const auto& t : searches) {
+        if (t.axis == 'x') c.SetXCalConstants(t.c0, t.c1, 0, 0);
+        else c.SetZCalConstants(static_cast<float>(t.c0), static_cast<float>(t.c1), 0, 0);
+        EXPECT_EQ(t.axis == 'x' ? c.GetXPixel(t.value) : c.GetZPixel(t.value), t.pixel) << t.c0 << " " << t.value;
+    }
     c.SetZCalConstants(0, 2, 0, 0);
     EXPECT_EQ(c.GetZCal(10.0f), 20.0f);
     EXPECT_EQ(c.GetZCal(0.0f), 0.0f);
     EXPECT_EQ(c.GetZCal(257.0f), 0.0f);
-    EXPECT_EQ(c.GetZPixel(20.0f), 10);
-    EXPECT_EQ(c.GetZPixel(21.5f), 11);
-    EXPECT_EQ(c.GetZPixel(512.0f), 256);
-    EXPECT_EQ(c.GetZPixel(2.0f), 1);
-    EXPECT_EQ(c.GetZPixel(600.0f), 0);
-    // Falling Z = 600 - 2 r: 598 at the bottom row, 88 at the top.
-    c.SetZCalConstants(600, -2, 0, 0);
-    EXPECT_EQ(c.GetZPixel(580.0f), 10);
-    EXPECT_EQ(c.GetZPixel(578.5f), 11);
-    EXPECT_EQ(c.GetZPixel(700.0f), 0);
-    EXPECT_EQ(c.GetZPixel(50.0f), 0);
 
     // Rows upside down: every value is unreachable, and the search still ends.
     c.SetDetectorRect(LONG_RECT{1, 0, 1024, 5});

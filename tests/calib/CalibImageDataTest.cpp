@@ -38,7 +38,6 @@ TEST(CalibRecord, ReadsEveryLayoutAndStopsBehindIt) {
     std::istringstream v12(Head("65538", bytes) + kConstants + "10\nWavelength0\n4\nRowsNEXT");
     TCalibImageData r;
     v12 >> r;
-    EXPECT_EQ(r.GetVersionHigh(), 1u);
     EXPECT_EQ(r.GetVersionLow(), 2u);
     EXPECT_EQ(Bytes(r), bytes);
     EXPECT_EQ(r.GetXCalConstant(1), 0.5);

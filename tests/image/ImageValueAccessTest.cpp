@@ -47,15 +47,12 @@ std::pair<int, int> XY(int x, int y) { return {x, y}; }
 }  // namespace
 
 TEST_F(TwoRegions, ValuesThroughBinning) {
-    EXPECT_EQ(image.GetValue(2, 1, 1), 10.0f);  // columns 1 and 2 share a stored pixel
-    EXPECT_EQ(image.GetValue(3, 1, 1), 11.0f);
-    EXPECT_EQ(image.GetValue(4, 2, 1), 13.0f);
-    EXPECT_EQ(image.GetValue(5, 4, 1), 24.0f);  // rows 3 and 4 share a stored row
-    EXPECT_EQ(image.GetValue(6, 6, 2), 55.0f);
-    EXPECT_EQ(image.GetValue(5, 1, 1), 0.0f);  // beside the lower region, below the upper
-    EXPECT_EQ(image.GetValue(1, 7, 1), 0.0f);
-    EXPECT_EQ(image.GetValue(1, 1, 0), 0.0f);
-    EXPECT_EQ(image.GetValue(1, 1, 3), 0.0f);
+    // Columns 1 and 2 share a stored pixel, rows 3 and 4 a stored row; (5,1) lies beside
+    // the lower region and below the upper one.
+    const struct { int x, y; unsigned int frame; float value; } cases[] = {
+        {2, 1, 1, 10}, {3, 1, 1, 11}, {4, 2, 1, 13}, {5, 4, 1, 24}, {6, 6, 2, 55},
+        {5, 1, 1, 0}, {1, 7, 1, 0}, {1, 1, 0, 0}, {1, 1, 3, 0}};
+    for (const auto& c : cases) EXPECT_EQ(image.GetValue(c.x, c.y, c.frame), c.value) << c.x << "," << c.y;
 
     float block[6] = {};
     image.GetValues(TKavriRect(1, 3, 3, 2), block, 1);  // rows 2..3, columns 1..3
