@@ -1,6 +1,7 @@
 #include "tools/CsvExport.h"
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 namespace kvmcftools {
@@ -42,11 +43,11 @@ bool WriteCsv(const ExportJob& job, const FrameRange& rows, std::string* why) {
     // Lines run along columns while frames arrive one by one: gather first.
     const std::size_t perFrame = job.planes.size() * chosen.count * shape.columns;
     std::vector<float> table(static_cast<std::size_t>(values));
-    if (!ForEachFrame(*job.file, source, job.range, job.progress, [&](unsigned int index, const float* frame) {
+    if (!ForEachFrame(*job.file, source, job.range, job.progress, [&](unsigned int index, const unsigned char* frame) {
             float* out = table.data() + (index - job.range.first) * perFrame;
             for (const Plane& p : job.planes)
                 for (unsigned int r = chosen.first; r < chosen.first + chosen.count; ++r, out += shape.columns)
-                    std::copy(frame + p.offset + r * p.columns, frame + p.offset + (r + 1) * p.columns, out);
+                    std::memcpy(out, PlaneBytes(frame, p) + 4 * r * p.columns, 4 * p.columns);
             return true;
         }, why))
         return false;

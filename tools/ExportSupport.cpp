@@ -224,7 +224,7 @@ std::string PropertiesJson(const kvmcf::File& file, const kvmcf::Source& source)
 }
 
 bool OpenExportInput(const std::string& path, const std::string& sourceName, ExportInput* input, std::string* why) {
-    input->file.emplace(kvmcf::File::open(path, kvmcf::OpenOptions{kvmcf::ReadMode::HeaderOnly, false}));
+    input->file.emplace(kvmcf::File::open(path, kvmcf::OpenOptions{kvmcf::ReadMode::HeaderOnly, true}));
     input->source = ChooseSource(*input->file, sourceName, why);
     if (!input->source || !SourcePlanes(*input->source, &input->planes, why)) {
         *why = path + ": " + *why;
@@ -249,7 +249,7 @@ int GuardedCommand(const std::string& path, const std::function<int()>& body) {
 }
 
 bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, Progress* progress,
-                  const std::function<bool(unsigned int, const float*)>& frame, std::string* why) {
+                  const std::function<bool(unsigned int, const unsigned char*)>& frame, std::string* why) {
     const unsigned long long frameBytes = 4ULL * source.frameLength();
     // The file must hold the frames before a buffer is sized by them.
     struct stat st {};
@@ -260,9 +260,24 @@ bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const Fr
         *why = file.path() + " ends before the last frame of " + source.name() + " asked for";
         return false;
     }
+    // Pixels straight from the mapped file spare a copy of every byte; a file truncated
+    // meanwhile by another program would stop us, which reading could not prevent either.
+    kvmcf::FrameView view;
+    try {
+        view = source.frames();
+    } catch (const kvmcf::Error&) {
+        // read below, a few frames at a time, to say where the file gave out
+    }
+    if (view.bytes()) {
+        for (unsigned int i = 0; i < range.count; ++i) {
+            if (!frame(range.first + i, view.bytes() + frameBytes * (range.first + i))) return false;
+            if (progress) progress->Advance();
+        }
+        return true;
+    }
     const unsigned long long kBlockBytes = 32ULL << 20;
-    const unsigned int block =
-        static_cast<unsigned int>(std::max<unsigned long long>(1, std::min<unsigned long long>(range.count, kBlockBytes / std::max<unsigned long long>(frameBytes, 1))));
+    const unsigned int block = static_cast<unsigned int>(std::max<unsigned long long>(
+        1, std::min<unsigned long long>(range.count, kBlockBytes / std::max<unsigned long long>(frameBytes, 1))));
     std::vector<float> buffer(static_cast<std::size_t>(block) * source.frameLength());
     for (unsigned int done = 0; done < range.count;) {
         const unsigned int n = std::min(block, range.count - done);
@@ -273,8 +288,8 @@ bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const Fr
             return false;
         }
         for (unsigned int i = 0; i < n; ++i) {
-            if (!frame(range.first + done + i, buffer.data() + static_cast<std::size_t>(i) * source.frameLength()))
-                return false;
+            const auto* bytes = reinterpret_cast<const unsigned char*>(buffer.data()) + frameBytes * i;
+            if (!frame(range.first + done + i, bytes)) return false;
             if (progress) progress->Advance();
         }
         done += n;

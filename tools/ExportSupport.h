@@ -92,11 +92,17 @@ int ExportFailure(const std::string& why);
 // one line naming path.
 int GuardedCommand(const std::string& path, const std::function<int()>& body);
 
-// Calls frame(index, pixels) for every frame of the range in order, reading a few
-// frames at a time. False with a reason when the file does not hold them, or when
-// frame returns false (its own reason is then in why).
+// Calls frame(index, bytes) for every frame of the range in order, with the frame's
+// pixels as the file holds them: 4-byte little-endian floats, not always aligned.
+// False with a reason when the file does not hold them, or when frame returns false
+// (its own reason is then in why).
 bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, Progress* progress,
-                  const std::function<bool(unsigned int, const float*)>& frame, std::string* why);
+                  const std::function<bool(unsigned int, const unsigned char*)>& frame, std::string* why);
+
+// The first pixel of a plane in a frame's bytes.
+inline const unsigned char* PlaneBytes(const unsigned char* frame, const Plane& plane) {
+    return frame + 4 * plane.offset;
+}
 
 // One output file's share of an export: which frames and sub-images go into it.
 struct ExportJob {

@@ -173,14 +173,14 @@ bool WriteHdf5(const ExportJob& job, std::string* why) {
         H5DSset_label(set, 2, "column");
     }
 
-    const bool written = ForEachFrame(*job.file, source, range, job.progress, [&](unsigned int index, const float* frame) {
+    const bool written = ForEachFrame(*job.file, source, range, job.progress, [&](unsigned int index, const unsigned char* frame) {
         for (std::size_t i = 0; i < job.planes.size(); ++i) {
             const Plane& p = job.planes[i];
             const hsize_t start[3] = {index - range.first, 0, 0}, count[3] = {1, p.rows, p.columns};
             Handle memory(H5Screate_simple(3, count, nullptr), H5Sclose);
             Handle space(H5Dget_space(sets[i]), H5Sclose);
             H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, start, nullptr, count, nullptr);
-            if (H5Dwrite(sets[i], H5T_NATIVE_FLOAT, memory.get(), space.get(), H5P_DEFAULT, frame + p.offset) < 0)
+            if (H5Dwrite(sets[i], H5T_NATIVE_FLOAT, memory.get(), space.get(), H5P_DEFAULT, PlaneBytes(frame, p)) < 0)
                 return fail("disk full?");
         }
         return true;

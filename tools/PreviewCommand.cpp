@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "tools/ExportCommands.h"
 #include "tools/ExportSupport.h"
@@ -48,7 +49,9 @@ int RunPreview(const std::vector<std::string>& args) {
         RemoveOutputsOnInterrupt();
         Progress progress(std::string("preview ") + source.name(), 1, a.Has("--quiet"));
         GrayImage image;
-        const bool read = ForEachFrame(*input.file, source, frame, &progress, [&](unsigned int, const float* pixels) {
+        const bool read = ForEachFrame(*input.file, source, frame, &progress, [&](unsigned int, const unsigned char* bytes) {
+            std::vector<float> pixels(plane.Pixels());
+            std::memcpy(pixels.data(), PlaneBytes(bytes, plane), 4 * pixels.size());
             if (plane.rows == 1) {
                 const kvmcf::Axis axis = source.xAxis();
                 std::vector<double> x = PlaneXValues(axis, plane);
@@ -59,9 +62,9 @@ int RunPreview(const std::vector<std::string>& args) {
                     for (std::size_t c = 0; c < plane.columns; ++c)
                         x.push_back(plane.geometry.left + static_cast<double>(c * plane.geometry.hBin));
                 }
-                image = SpectrumPlot(x, pixels + plane.offset, unit, label);
+                image = SpectrumPlot(x, pixels.data(), unit, label);
             } else {
-                image = ImagePreview(pixels + plane.offset, plane.columns, plane.rows);
+                image = ImagePreview(pixels.data(), plane.columns, plane.rows);
             }
             return true;
         }, &why);

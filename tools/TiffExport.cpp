@@ -85,7 +85,7 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
     const std::size_t rowsPerStrip = std::max<std::size_t>(1, std::min(shape.rows, kStripBytes / rowBytes));
     std::vector<float> strip(rowsPerStrip * shape.columns);
     bool first = true;
-    auto page = [&](const float* pixels) {
+    auto page = [&](const unsigned char* pixels) {
         TIFF* t = tif.get();
         TIFFSetField(t, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(shape.columns));
         TIFFSetField(t, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(shape.rows));
@@ -110,16 +110,17 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
         for (std::size_t top = 0, s = 0; top < shape.rows; top += rowsPerStrip, ++s) {
             const std::size_t n = std::min(rowsPerStrip, shape.rows - top);
             for (std::size_t r = 0; r < n; ++r)
-                std::memcpy(strip.data() + r * shape.columns, pixels + (shape.rows - 1 - top - r) * shape.columns,
+                std::memcpy(strip.data() + r * shape.columns, pixels + (shape.rows - 1 - top - r) * rowBytes,
                             rowBytes);
-            if (TIFFWriteEncodedStrip(t, static_cast<uint32_t>(s), strip.data(), static_cast<tmsize_t>(n * rowBytes)) < 0)
+            // Uncompressed and in this machine's byte order, as the file is: no encoder copy needed.
+            if (TIFFWriteRawStrip(t, static_cast<uint32_t>(s), strip.data(), static_cast<tmsize_t>(n * rowBytes)) < 0)
                 return false;
         }
         return TIFFWriteDirectory(t) == 1;
     };
-    const bool ok = ForEachFrame(*job.file, source, job.range, job.progress, [&](unsigned int, const float* frame) {
+    const bool ok = ForEachFrame(*job.file, source, job.range, job.progress, [&](unsigned int, const unsigned char* frame) {
         for (const Plane& p : job.planes)
-            if (!page(frame + p.offset)) {
+            if (!page(PlaneBytes(frame, p))) {
                 *why = "cannot write " + job.name + " (disk full?)";
                 return false;
             }
