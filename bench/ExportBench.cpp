@@ -19,24 +19,13 @@ const unsigned int kWidth = 1024;
 const unsigned int kHeight = 256;
 const unsigned int kSeriesFrames = 1024;  // 1 MiB a frame, 1 GiB in all
 
-std::string TempName(const std::string& what) {
-    const char* dir = std::getenv("TMPDIR");
-    return std::string(dir && *dir ? dir : "/tmp") + "/kvmcf-exportbench-" + std::to_string(getpid()) + what;
-}
+std::string TempName(const std::string& what) { return kvmcftools::ScratchPath("exportbench" + what); }
 
 // The series file, written once for the whole run and removed at exit.
 struct Series {
     std::string path = TempName(".mcf");
     Series() {
-        const TSubImage all(1, kHeight, kWidth, 1, 1, 1);
-        TMCFIOManager::TImage image(TKavriRect(1, kHeight, kWidth, 1), 1, &all, kSeriesFrames);
-        for (unsigned int f = 1; f <= kSeriesFrames; ++f) {
-            float* p = image.calibImage.ObtainWriteImagePtr(f);
-            for (unsigned int i = 0; i < kWidth * kHeight; ++i) p[i] = static_cast<float>(f * 3 + i % 977);
-        }
-        kvmcftools::McfFileContent content;
-        content.images[0] = &image;
-        if (!kvmcftools::WriteMcfFile(path, content)) std::abort();
+        if (!kvmcftools::WriteSyntheticSeries(path, kWidth, kHeight, kSeriesFrames)) std::abort();
     }
     ~Series() { std::remove(path.c_str()); }
 };

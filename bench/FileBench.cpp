@@ -31,17 +31,8 @@ struct Series {
     long long pixelBytes = 0;
 
     Series() {
-        const char* dir = std::getenv("TMPDIR");
-        path = std::string(dir && *dir ? dir : "/tmp") + "/kvmcf-filebench-" + std::to_string(getpid()) + ".mcf";
-        const TSubImage all(1, kHeight, kWidth, 1, 1, 1);
-        TMCFIOManager::TImage image(TKavriRect(1, kHeight, kWidth, 1), 1, &all, kSeriesFrames);
-        for (unsigned int f = 1; f <= kSeriesFrames; ++f) {
-            float* p = image.calibImage.ObtainWriteImagePtr(f);
-            for (unsigned int i = 0; i < kWidth * kHeight; ++i) p[i] = static_cast<float>(f * 3 + i % 977);
-        }
-        kvmcftools::McfFileContent content;
-        content.images[0] = &image;
-        if (!kvmcftools::WriteMcfFile(path, content)) std::abort();
+        path = kvmcftools::ScratchPath("filebench.mcf");
+        if (!kvmcftools::WriteSyntheticSeries(path, kWidth, kHeight, kSeriesFrames)) std::abort();
         const kvmcf::File file = kvmcf::File::open(path, kvmcf::ReadMode::HeaderOnly);
         start = file.source(kvmcf::SourceId::Signal).dataStart();
         pixelBytes = static_cast<long long>(kWidth) * kHeight * kSeriesFrames * 4;

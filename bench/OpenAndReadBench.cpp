@@ -24,17 +24,8 @@ struct BigFile {
     long long bytes = 0;
 
     BigFile() {
-        const char* dir = std::getenv("TMPDIR");
-        path = std::string(dir && *dir ? dir : "/tmp") + "/kvmcf-bench-" + std::to_string(getpid()) + ".mcf";
-        const TSubImage whole(1, kSide, kSide, 1, 1, 1);
-        TMCFIOManager::TImage image(TKavriRect(1, kSide, kSide, 1), 1, &whole, kFrames);
-        for (unsigned int f = 1; f <= kFrames; ++f) {
-            float* pixels = image.calibImage.ObtainWriteImagePtr(f);
-            for (unsigned int i = 0; i < kSide * kSide; ++i) pixels[i] = static_cast<float>((i + f) % 4096);
-        }
-        kvmcftools::McfFileContent content;
-        content.images[0] = &image;
-        if (!kvmcftools::WriteMcfFile(path, content)) std::abort();
+        path = kvmcftools::ScratchPath("openbench.mcf");
+        if (!kvmcftools::WriteSyntheticSeries(path, kSide, kSide, kFrames)) std::abort();
         FILE* f = std::fopen(path.c_str(), "rb");
         std::fseek(f, 0, SEEK_END);
         bytes = std::ftell(f);

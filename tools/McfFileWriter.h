@@ -26,6 +26,13 @@ bool WriteMcfFile(std::ostream& os, const McfFileContent& content);
 bool WriteMcfFile(const std::string& path, const McfFileContent& content);
 std::string McfFileBytes(const McfFileContent& content);
 
+// A path for a scratch file under $TMPDIR (or /tmp), unique to this process.
+std::string ScratchPath(const std::string& what);
+
+// A signal-only series of `frames` frames of width x height float pixels (value
+// 3 f + i mod 977), for benchmarks and large-file tests. False when it cannot be written.
+bool WriteSyntheticSeries(const std::string& path, unsigned int width, unsigned int height, unsigned int frames);
+
 // The extension section framing: text, 8-byte little-endian length, "MCFX".
 void WriteExtensionSection(std::ostream& os, const std::string& xml);
 
