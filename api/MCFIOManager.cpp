@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <locale>
 #include <vector>
 
+#include "api/FileStreamBuf.h"
 #include "api/MemoryStream.h"
 #include "api/PropertyTable.h"
 #include "metadata/mcfdataxml.h"
@@ -41,7 +41,7 @@ TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const char* path, bool spooledFla
     : spooled(spooledFlag), accessMode(mode), fileName(path ? path : "") {
     if (fileName.empty()) return;
     try {
-        stream = new std::ifstream(fileName, std::ios::in);
+        stream = new TFileStream(fileName.c_str());
         UseClassicLocale();
         ReadFile();
     } catch (...) {

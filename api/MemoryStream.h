@@ -6,7 +6,10 @@
 #include <istream>
 #include <streambuf>
 
-class TMemoryStreamBuf : public std::streambuf {
+#include "records/RecordLexer.h"
+
+// The record lexer reads its numbers in place.
+class TMemoryStreamBuf : public TExposedStreamBuf {
 public:
     TMemoryStreamBuf(const char* data, std::size_t size);
 

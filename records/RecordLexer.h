@@ -6,7 +6,9 @@
 // what `is >> value` produces on a stream in the classic locale: the same value
 // bits, the same state bits, the same bytes consumed. They read through the
 // streambuf's one-byte calls only (sgetc, snextc), so nothing is taken from the
-// buffer that formatted extraction would have left there.
+// buffer that formatted extraction would have left there. A buffer that lets the
+// lexer see its get area (TExposedStreamBuf) is read in place instead, with the
+// same outcome.
 //
 // A stream that is not in the classic locale, or whose flags ask for another base,
 // for no whitespace skipping or for alphabetic bools, is read by formatted
@@ -14,7 +16,20 @@
 #ifndef KVMCF_RECORDS_RECORDLEXER_H
 #define KVMCF_RECORDS_RECORDLEXER_H
 
+#include <cstddef>
 #include <istream>
+#include <streambuf>
+
+// A stream buffer whose get area the record lexer may read in place: it scans the
+// bytes between ReadBegin() and ReadEnd(), sets the get pointer with ReadTo(), and
+// asks for more through sgetc() when it reaches the end.
+class TExposedStreamBuf : public std::streambuf {
+public:
+    const char* ReadBegin() const { return gptr(); }
+    const char* ReadEnd() const { return egptr(); }
+    // p lies within [ReadBegin(), ReadEnd()].
+    void ReadTo(const char* p) { setg(eback(), const_cast<char*>(p), egptr()); }
+};
 
 namespace RecordLexer {
 
@@ -33,6 +48,11 @@ std::istream& Read(std::istream& is, double& value);
 std::istream& Read(std::istream& is, bool& value);
 // Formatted character extraction: whitespace skipped, then one byte.
 std::istream& Read(std::istream& is, char& value);
+
+// n reads in a row, with the outcome of n single reads: reading stops at the first
+// one that fails and later values are left untouched.
+std::istream& ReadArray(std::istream& is, unsigned int* values, std::size_t n);
+std::istream& ReadArray(std::istream& is, unsigned long long* values, std::size_t n);
 
 }  // namespace RecordLexer
 

@@ -1,0 +1,59 @@
+// Read-only input stream over a file, with a large buffer the record lexer reads in
+// place. Frames are read straight into the caller's memory, past the buffer.
+#ifndef KVMCF_API_FILESTREAMBUF_H
+#define KVMCF_API_FILESTREAMBUF_H
+
+#include <cstddef>
+#include <istream>
+#include <memory>
+
+#include "records/RecordLexer.h"
+
+class TFileStreamBuf : public TExposedStreamBuf {
+public:
+    static constexpr std::size_t kDefaultBufferSize = std::size_t(1) << 17;
+
+    // A path that cannot be opened leaves the buffer closed: every read finds the end.
+    explicit TFileStreamBuf(const char* path, std::size_t bufferSize = kDefaultBufferSize);
+    ~TFileStreamBuf() override;
+    TFileStreamBuf(const TFileStreamBuf&) = delete;
+    TFileStreamBuf& operator=(const TFileStreamBuf&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+
+protected:
+    int_type underflow() override;
+    std::streamsize xsgetn(char* s, std::streamsize n) override;
+    std::streamsize showmanyc() override;
+    pos_type seekoff(off_type off, std::ios_base::seekdir dir, std::ios_base::openmode which) override;
+    pos_type seekpos(pos_type pos, std::ios_base::openmode which) override;
+
+private:
+    off_type Position() const;
+    off_type FileSize() const;
+    // Reads up to n bytes at a file offset, retrying interrupted calls; 0 at the end
+    // of the file or on an error.
+    std::size_t ReadAt(char* dest, std::size_t n, off_type at) const;
+    void MoveTo(off_type target);
+
+    int fd_ = -1;
+    std::unique_ptr<char[]> buffer_;
+    std::size_t capacity_;
+    // The buffer holds the file's bytes [bufferStart_, bufferStart_ + bufferLength_).
+    off_type bufferStart_ = 0;
+    std::size_t bufferLength_ = 0;
+    // After a seek outside the buffer the get area is empty and this is the position.
+    bool detached_ = false;
+    off_type detachedPosition_ = 0;
+};
+
+// The stream is not good when the path cannot be opened.
+class TFileStream : public std::istream {
+public:
+    explicit TFileStream(const char* path);
+
+private:
+    TFileStreamBuf buf_;
+};
+
+#endif

@@ -1,0 +1,123 @@
+// The file buffer must behave as a file stream's does: the same bytes at every
+// position, seeks and tells that agree, reads that stop at the end.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "api/FileStreamBuf.h"
+#include "records/RecordStream.h"
+#include "support/TestFiles.h"
+
+namespace {
+
+// Byte i of the file is i * 7 mod 251: no run repeats within a small buffer.
+std::string Pattern(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7 % 251);
+    return bytes;
+}
+
+class Probe : public TFileStreamBuf {
+public:
+    using TFileStreamBuf::TFileStreamBuf;
+    long long Tell() { return static_cast<long long>(pubseekoff(0, std::ios::cur, std::ios::in)); }
+};
+
+int Byte(const std::string& s, std::size_t i) { return static_cast<unsigned char>(s[i]); }
+
+}  // namespace
+
+TEST(FileStreamBuf, BytesSeeksAndTellsAcrossRefills) {
+    const std::string bytes = Pattern(3000);
+    kvmcftest::TempFile file(bytes);
+    Probe buf(file.Path().c_str(), 7);
+    ASSERT_TRUE(buf.IsOpen());
+
+    // Every byte in order, then the end, which stays the end.
+    std::string read;
+    for (int c = buf.sbumpc(); c != EOF; c = buf.sbumpc()) read += static_cast<char>(c);
+    EXPECT_EQ(read, bytes);
+    EXPECT_EQ(buf.sgetc(), EOF);
+    EXPECT_EQ(buf.Tell(), 3000);
+
+    // Seeks inside and outside what is buffered land on the right byte.
+    EXPECT_EQ(static_cast<long long>(buf.pubseekpos(100, std::ios::in)), 100);
+    EXPECT_EQ(buf.sgetc(), Byte(bytes, 100));
+    EXPECT_EQ(buf.sbumpc(), Byte(bytes, 100));
+    EXPECT_EQ(static_cast<long long>(buf.pubseekoff(-2, std::ios::cur, std::ios::in)), 99);
+    EXPECT_EQ(buf.sgetc(), Byte(bytes, 99));
+    EXPECT_EQ(static_cast<long long>(buf.pubseekoff(-1, std::ios::end, std::ios::in)), 2999);
+    EXPECT_EQ(buf.sbumpc(), Byte(bytes, 2999));
+    EXPECT_EQ(buf.sgetc(), EOF);
+    // As with a file stream: past the end may be set and reads there find nothing;
+    // before the start may not, nor writing.
+    EXPECT_EQ(static_cast<long long>(buf.pubseekpos(3010, std::ios::in)), 3010);
+    EXPECT_EQ(buf.sgetc(), EOF);
+    EXPECT_EQ(buf.in_avail(), -1);
+    EXPECT_EQ(static_cast<long long>(buf.pubseekoff(-1, std::ios::beg, std::ios::in)), -1);
+    EXPECT_EQ(static_cast<long long>(buf.pubseekpos(0, std::ios::out)), -1);
+    EXPECT_EQ(buf.Tell(), 3010);
+
+    // Block reads: a large one goes past the buffer, a short one ends at the end of the file.
+    std::vector<char> block(1000);
+    buf.pubseekpos(5, std::ios::in);
+    ASSERT_EQ(buf.sgetc(), Byte(bytes, 5));  // a buffer already filled is used first
+    EXPECT_EQ(buf.sgetn(block.data(), 1000), 1000);
+    EXPECT_EQ(std::string(block.data(), 1000), bytes.substr(5, 1000));
+    EXPECT_EQ(buf.Tell(), 1005);
+    EXPECT_EQ(buf.sbumpc(), Byte(bytes, 1005));
+    EXPECT_EQ(buf.sgetn(block.data(), 3), 3);
+    EXPECT_EQ(std::string(block.data(), 3), bytes.substr(1006, 3));
+    buf.pubseekpos(2990, std::ios::in);
+    EXPECT_EQ(buf.in_avail(), 10);
+    EXPECT_EQ(buf.sgetn(block.data(), 100), 10);
+    EXPECT_EQ(std::string(block.data(), 10), bytes.substr(2990));
+    EXPECT_EQ(buf.sgetc(), EOF);
+}
+
+TEST(FileStreamBuf, StreamsOverFiles) {
+    // A path that cannot be opened: the stream is not good and nothing reads.
+    TFileStream missing("/nonexistent-folder/none.mcf");
+    EXPECT_FALSE(missing.good());
+    unsigned int value = 7;
+    RecordStream::Read(missing, value);
+    EXPECT_EQ(value, 7u);
+    EXPECT_EQ(static_cast<long long>(missing.tellg()), -1);
+
+    // Number lines read in place through a five-byte buffer, so that numbers cross
+    // refills everywhere, give what formatted extraction gives from a string.
+    std::string text;
+    for (unsigned i = 0; i < 3000; ++i) {
+        char line[48];
+        std::snprintf(line, sizeof line, "%10u\n%20llu\n", i * 2654435761u, i * 0x9E3779B97F4A7C15ull);
+        text += line;
+    }
+    text += "77 5";
+    kvmcftest::TempFile file(text);
+    TFileStreamBuf small(file.Path().c_str(), 5);
+    std::istream lexed(&small);
+    std::istringstream formatted(text);
+    std::vector<unsigned int> stamps(3000), refStamps(3000);
+    std::vector<unsigned long long> words(3000), refWords(3000);
+    for (unsigned i = 0; i < 1500; ++i) {
+        RecordStream::Read(lexed, stamps[i]), formatted >> refStamps[i];
+        RecordStream::Read(lexed, words[i]), formatted >> refWords[i];
+    }
+    for (unsigned i = 1500; i < 3000; ++i) {
+        RecordStream::ReadArray(lexed, &stamps[i], 1), formatted >> refStamps[i];
+        RecordStream::ReadArray(lexed, &words[i], 1), formatted >> refWords[i];
+    }
+    EXPECT_EQ(stamps, refStamps);
+    EXPECT_EQ(words, refWords);
+    // The data ends in the middle of the last array.
+    unsigned int tail[3] = {1, 1, 1}, refTail[3] = {1, 1, 1};
+    RecordStream::ReadArray(lexed, tail, 3);
+    for (unsigned int& t : refTail) formatted >> t;
+    EXPECT_TRUE(tail[0] == 77 && tail[1] == 5 && tail[2] == 1);
+    EXPECT_TRUE(refTail[0] == tail[0] && refTail[1] == tail[1] && refTail[2] == tail[2]);
+    EXPECT_EQ(lexed.rdstate(), std::ios::eofbit | std::ios::failbit);
+    EXPECT_EQ(lexed.rdstate(), formatted.rdstate());
+}
