@@ -248,10 +248,9 @@ std::istream& operator>>(std::istream& is, TKavriImageData& data) {
 
     // Versions before 1.3 stored time stamps a thousand times coarser.
     const bool coarseTimeStamps = data.versionHigh == 1 && data.versionLow < 3;
-    for (unsigned int i = 0; i < data.numberImages; ++i) {
-        RecordStream::Read(is, data.timeStamps[i]);
-        if (coarseTimeStamps) data.timeStamps[i] *= 1000;
-    }
+    RecordStream::ReadArray(is, data.timeStamps.data(), data.numberImages);
+    if (coarseTimeStamps)
+        for (unsigned int& stamp : data.timeStamps) stamp *= 1000;
 
     // Version 1.4 always has metadata words and no flag; later 1.x say so in a flag.
     if (data.versionHigh == 1 && data.versionLow > 4)
@@ -259,7 +258,7 @@ std::istream& operator>>(std::istream& is, TKavriImageData& data) {
     else if (data.versionHigh == 1 && data.versionLow == 4)
         data.metaDataFlag = 1;
     if (data.metaDataFlag == 1)
-        for (unsigned int i = 0; i < data.numberImages; ++i) RecordStream::Read(is, data.metaData[i]);
+        RecordStream::ReadArray(is, data.metaData.data(), data.numberImages);
 
     RecordStream::SkipSeparator(is);  // the newline ending the last text line
     data.dataStartOffset = static_cast<long long>(is.tellg());

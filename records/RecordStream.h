@@ -49,6 +49,10 @@ inline std::istream& Read(std::istream& is, T& value) {
     return ReadFormatted(is, value);
 }
 
+// n numeric fields in a row (per-frame arrays): the outcome of n single reads,
+// stopping at the first that fails, at less cost per value.
+using RecordLexer::ReadArray;
+
 // Consumes exactly one byte (a separator), whatever it is.
 std::istream& SkipSeparator(std::istream& is);
 

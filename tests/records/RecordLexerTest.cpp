@@ -2,6 +2,7 @@
 // and bytes consumed, for every field type, on every kind of stream.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -46,25 +47,64 @@ T Unread() {
     return value;
 }
 
+// Shows its text through a window of `chunk` bytes that moves on at each refill, so
+// numbers cross refills at every place; the lexer reads this one in place.
+class ChunkedBuf : public TExposedStreamBuf {
+public:
+    ChunkedBuf(const std::string& text, std::size_t chunk) : text_(text), chunk_(chunk) {
+        setg(&text_[0], &text_[0], &text_[0]);
+    }
+    long Taken() const { return static_cast<long>(gptr() - text_.data()); }
+
+protected:
+    int_type underflow() override {
+        if (gptr() < egptr()) return traits_type::to_int_type(*gptr());
+        char* end = &text_[0] + text_.size();
+        if (gptr() == end) return traits_type::eof();
+        setg(gptr(), gptr(), gptr() + std::min<std::size_t>(chunk_, static_cast<std::size_t>(end - gptr())));
+        return traits_type::to_int_type(*gptr());
+    }
+
+private:
+    std::string text_;
+    std::size_t chunk_;
+};
+
+// Where the lexer reads from: byte by byte, in place one or eleven bytes at a time
+// (long enough for whole blocks of digits), or
+// in place from the library's memory buffer.
+enum class Via { Bytes, InPlace1, InPlace11, Memory };
+
 template <class T>
-Outcome<T> Lex(const std::string& text, bool lexer, std::ios::iostate before = std::ios::goodbit) {
-    TextBuf buf(text);
-    std::istream is(&buf);
+Outcome<T> Lex(const std::string& text, bool lexer, std::ios::iostate before = std::ios::goodbit, Via via = Via::Bytes) {
+    TextBuf bytes(text);
+    ChunkedBuf chunked(text, via == Via::InPlace1 ? 1 : 11);
+    TMemoryStreamBuf memory(text.data(), text.size());
+    std::streambuf* buf = via == Via::Bytes ? static_cast<std::streambuf*>(&bytes)
+                          : via == Via::Memory ? static_cast<std::streambuf*>(&memory) : &chunked;
+    std::istream is(buf);
     is.setstate(before);
     T value = Unread<T>();
     if (lexer)
         RecordStream::Read(is, value);
     else
         RecordStream::ReadFormatted(is, value);
-    return {value, is.rdstate(), buf.Taken()};
+    const long taken = via == Via::Bytes ? bytes.Taken()
+                       : via == Via::Memory ? static_cast<long>(memory.pubseekoff(0, std::ios::cur, std::ios::in))
+                                            : chunked.Taken();
+    return {value, is.rdstate(), taken};
 }
 
 template <class T>
 void ExpectSame(const std::string& text, std::ios::iostate before = std::ios::goodbit) {
-    const Outcome<T> lexed = Lex<T>(text, true, before), formatted = Lex<T>(text, false, before);
-    ASSERT_TRUE(lexed == formatted) << "text \"" << text << "\" (" << text.size() << " bytes), type size "
-                                    << sizeof(T) << ": lexer state " << lexed.state << " taken " << lexed.taken
-                                    << ", formatted state " << formatted.state << " taken " << formatted.taken;
+    const Outcome<T> formatted = Lex<T>(text, false, before);
+    for (Via via : {Via::Bytes, Via::InPlace1, Via::InPlace11, Via::Memory}) {
+        const Outcome<T> lexed = Lex<T>(text, true, before, via);
+        ASSERT_TRUE(lexed == formatted) << "text \"" << text << "\" (" << text.size() << " bytes), type size "
+                                        << sizeof(T) << ", via " << static_cast<int>(via) << ": lexer state "
+                                        << lexed.state << " taken " << lexed.taken << ", formatted state "
+                                        << formatted.state << " taken " << formatted.taken;
+    }
 }
 
 template <class... Ts>
@@ -113,7 +153,10 @@ TEST(RecordLexer, HandWorkedCasesMatchTheRules) {
     // Only blanks, or a stream already failed: nothing stored.
     EXPECT_TRUE((Lex<int>(" \n ", true) == Outcome<int>{0x5A5A5A5A, fail | eof, 3}));
     EXPECT_TRUE((Lex<int>("7", true, fail) == Outcome<int>{0x5A5A5A5A, fail, 0}));
-    for (const char* text : {"nan", "0x1p3", "1e+-5", "1.2.3", "-.", "1e5.5", "00012", "-0", "1E+0009x", " \n "})
+    for (const char* text : {"nan", "0x1p3", "1e+-5", "1.2.3", "-.", "1e5.5", "00012", "-0", "1E+0009x", " \n ",
+                             // digits read in blocks: whole, cut short, and past nineteen
+                             "12345678x", "1234567 ", "123456789012345678\n       ", "18446744073709551615        ",
+                             "000000000000000000000000000000012 ", "-00000000000000000009223372036854775808 "})
         ExpectSameForAll<ALL_TYPES>(text);
 }
 
@@ -243,4 +286,91 @@ TEST(RecordLexer, EveryStreamKindAndSettingAgrees) {
     throwing.exceptions(std::ios::failbit);
     double v = 0;
     EXPECT_THROW(RecordStream::Read(throwing, v), std::ios::failure);
+}
+
+namespace {
+
+template <class T>
+struct ArrayOutcome {
+    std::vector<T> values;
+    std::ios::iostate state;
+    long taken;
+};
+
+template <class T>
+ArrayOutcome<T> LexArray(const std::string& text, std::size_t n, Via via, std::ios::iostate before = std::ios::goodbit) {
+    TextBuf bytes(text);
+    ChunkedBuf chunked(text, via == Via::InPlace1 ? 1 : 11);
+    TMemoryStreamBuf memory(text.data(), text.size());
+    std::streambuf* buf = via == Via::Bytes ? static_cast<std::streambuf*>(&bytes)
+                          : via == Via::Memory ? static_cast<std::streambuf*>(&memory) : &chunked;
+    std::istream is(buf);
+    is.setstate(before);
+    std::vector<T> values(n, T(42));
+    RecordStream::ReadArray(is, values.data(), n);
+    const long taken = via == Via::Bytes ? bytes.Taken()
+                       : via == Via::Memory ? static_cast<long>(memory.pubseekoff(0, std::ios::cur, std::ios::in))
+                                            : chunked.Taken();
+    return {values, is.rdstate(), taken};
+}
+
+}  // namespace
+
+TEST(RecordLexer, ArraysReadAsSingleReadsDo) {
+    constexpr auto good = std::ios::goodbit, fail = std::ios::failbit, eof = std::ios::eofbit;
+    const unsigned max32 = 4294967295u;
+    const unsigned long long max64 = 18446744073709551615ull;
+    for (Via via : {Via::Bytes, Via::InPlace1, Via::InPlace11, Via::Memory}) {
+        const auto check = [&](const auto& got, const auto& values, std::ios::iostate state, long taken) {
+            EXPECT_TRUE(got.values == values && got.state == state && got.taken == taken)
+                << "via " << static_cast<int>(via) << " state " << got.state << " taken " << got.taken;
+        };
+        using U = std::vector<unsigned>;
+        using W = std::vector<unsigned long long>;
+        // Overflow stores the maximum and stops; the value after it is untouched.
+        check(LexArray<unsigned>(" 12\n  7 4294967296 9", 4, via), U{12, 7, max32, 42}, fail, 18);
+        // Data ending in a number: the read after it fails at its sentry.
+        check(LexArray<unsigned>("5 6 7", 5, via), U{5, 6, 7, 42, 42}, eof | fail, 5);
+        check(LexArray<unsigned>("5 6 7 ", 5, via), U{5, 6, 7, 42, 42}, eof | fail, 6);
+        // ...unless it was the last one asked for.
+        check(LexArray<unsigned long long>("-1 \t3", 2, via), W{max64, 3}, eof, 5);
+        check(LexArray<unsigned long long>("         8\n  99999999999999999999\n", 2, via), W{8, max64}, fail, 33);
+        // A byte that is not a number stores 0 and stops there.
+        check(LexArray<unsigned>("1 x 2", 3, via), U{1, 0, 42}, fail, 2);
+        // Nothing asked, or a stream already failed: nothing read.
+        check(LexArray<unsigned>("1 2", 0, via), U{}, good, 0);
+        check(LexArray<unsigned>("1 2", 2, via, fail), U{42, 42}, fail, 0);
+    }
+}
+
+// Long arrays as the per-frame lines hold them, with blanks, digit counts and
+// stray bytes around the block sizes, against single formatted reads.
+template <class T>
+void ExpectArraysAgree(std::mt19937_64& rng) {
+    const char blanks[] = " \t\n\v\f\r";
+    for (int round = 0; round < 400; ++round) {
+        std::string text;
+        const std::size_t n = 1 + rng() % 120;
+        for (std::size_t k = 0; k < n + 2; ++k) {
+            for (std::size_t b = rng() % 30; b > 0; --b) text += rng() % 4 ? ' ' : blanks[rng() % 6];
+            if (rng() % 200 == 0) text += "+-x"[rng() % 3];
+            for (std::size_t d = 1 + rng() % (rng() % 8 ? 17 : 25); d > 0; --d) text += static_cast<char>('0' + rng() % 10);
+        }
+        if (rng() % 2) text.resize(rng() % (text.size() + 1));  // ends anywhere, in a number too
+        TextBuf ref(text);
+        std::istream formatted(&ref);
+        std::vector<T> expected(n, T(42));
+        for (T& v : expected) RecordStream::ReadFormatted(formatted, v);
+        for (Via via : {Via::Bytes, Via::InPlace11, Via::Memory}) {
+            const ArrayOutcome<T> got = LexArray<T>(text, n, via);
+            ASSERT_TRUE(got.values == expected && got.state == formatted.rdstate() && got.taken == ref.Taken())
+                << "round " << round << " via " << static_cast<int>(via) << " text \"" << text << '"';
+        }
+    }
+}
+
+TEST(RecordLexer, LongArraysMatchSingleFormattedReads) {
+    std::mt19937_64 rng(7);
+    ExpectArraysAgree<unsigned int>(rng);
+    ExpectArraysAgree<unsigned long long>(rng);
 }
