@@ -75,24 +75,37 @@ private:
 // in place from the library's memory buffer.
 enum class Via { Bytes, InPlace1, InPlace11, Memory };
 
+// A text behind the buffer `via` names, and how many of its bytes were taken.
+struct Source {
+    Source(const std::string& text, Via v)
+        : via(v), bytes(text), chunked(text, v == Via::InPlace1 ? 1 : 11), memory(text.data(), text.size()) {}
+    std::streambuf* Buf() {
+        if (via == Via::Bytes) return &bytes;
+        if (via == Via::Memory) return &memory;
+        return &chunked;
+    }
+    long Taken() {
+        if (via == Via::Bytes) return bytes.Taken();
+        if (via == Via::Memory) return static_cast<long>(memory.pubseekoff(0, std::ios::cur, std::ios::in));
+        return chunked.Taken();
+    }
+    Via via;
+    TextBuf bytes;
+    ChunkedBuf chunked;
+    TMemoryStreamBuf memory;
+};
+
 template <class T>
 Outcome<T> Lex(const std::string& text, bool lexer, std::ios::iostate before = std::ios::goodbit, Via via = Via::Bytes) {
-    TextBuf bytes(text);
-    ChunkedBuf chunked(text, via == Via::InPlace1 ? 1 : 11);
-    TMemoryStreamBuf memory(text.data(), text.size());
-    std::streambuf* buf = via == Via::Bytes ? static_cast<std::streambuf*>(&bytes)
-                          : via == Via::Memory ? static_cast<std::streambuf*>(&memory) : &chunked;
-    std::istream is(buf);
+    Source source(text, via);
+    std::istream is(source.Buf());
     is.setstate(before);
     T value = Unread<T>();
     if (lexer)
         RecordStream::Read(is, value);
     else
         RecordStream::ReadFormatted(is, value);
-    const long taken = via == Via::Bytes ? bytes.Taken()
-                       : via == Via::Memory ? static_cast<long>(memory.pubseekoff(0, std::ios::cur, std::ios::in))
-                                            : chunked.Taken();
-    return {value, is.rdstate(), taken};
+    return {value, is.rdstate(), source.Taken()};
 }
 
 template <class T>
@@ -299,19 +312,12 @@ struct ArrayOutcome {
 
 template <class T>
 ArrayOutcome<T> LexArray(const std::string& text, std::size_t n, Via via, std::ios::iostate before = std::ios::goodbit) {
-    TextBuf bytes(text);
-    ChunkedBuf chunked(text, via == Via::InPlace1 ? 1 : 11);
-    TMemoryStreamBuf memory(text.data(), text.size());
-    std::streambuf* buf = via == Via::Bytes ? static_cast<std::streambuf*>(&bytes)
-                          : via == Via::Memory ? static_cast<std::streambuf*>(&memory) : &chunked;
-    std::istream is(buf);
+    Source source(text, via);
+    std::istream is(source.Buf());
     is.setstate(before);
     std::vector<T> values(n, T(42));
     RecordStream::ReadArray(is, values.data(), n);
-    const long taken = via == Via::Bytes ? bytes.Taken()
-                       : via == Via::Memory ? static_cast<long>(memory.pubseekoff(0, std::ios::cur, std::ios::in))
-                                            : chunked.Taken();
-    return {values, is.rdstate(), taken};
+    return {values, is.rdstate(), source.Taken()};
 }
 
 }  // namespace
