@@ -7,6 +7,7 @@
 #include <limits>
 #include <locale>
 #include <streambuf>
+#include <typeinfo>
 
 // The sentry and the digit loop are inlined into each reader, so that the buffer and
 // the stream stay in registers across one number; the call alone is a fifth of it.
@@ -36,15 +37,18 @@ int LocaleWord() {
     static const int index = std::ios_base::xalloc();
     return index;
 }
-constexpr long kWatched = 1, kClassic = 2, kOther = 4;
+constexpr long kWatched = 1, kClassic = 2, kOther = 4, kExposed = 8;
 
 void ForgetLocale(std::ios_base::event event, std::ios_base& s, int index) {
-    if (event == std::ios_base::imbue_event || event == std::ios_base::copyfmt_event) s.iword(index) &= kWatched;
+    if (event == std::ios_base::imbue_event || event == std::ios_base::copyfmt_event) {
+        s.iword(index) &= kWatched;
+        s.pword(index) = nullptr;
+    }
 }
 
 bool LookUpLocale(std::ios_base& s, long& word) {
     if (!(word & kWatched)) s.register_callback(ForgetLocale, LocaleWord());
-    word = kWatched | (s.getloc() == std::locale::classic() ? kClassic : kOther);
+    word = (word & kExposed) | kWatched | (s.getloc() == std::locale::classic() ? kClassic : kOther);
     return word & kClassic;
 }
 
@@ -270,10 +274,24 @@ KVMCF_LEXER_INLINE std::istream& ExtractWith(std::istream& is, Buffer* sb, Lex& 
     return is;
 }
 
+// Whether the buffer shows its get area. A cast costs more than a short number, so
+// the answer is kept in the stream's word for the buffer's dynamic type.
+TExposedStreamBuf* Exposed(std::ios_base& s, std::streambuf* sb) {
+    if (!sb) return nullptr;
+    const std::type_info* type = &typeid(*sb);
+    void*& seen = s.pword(LocaleWord());
+    long& word = s.iword(LocaleWord());
+    if (seen != type) {
+        seen = const_cast<std::type_info*>(type);
+        word = (word & ~kExposed) | (dynamic_cast<TExposedStreamBuf*>(sb) ? kExposed : 0);
+    }
+    return (word & kExposed) ? static_cast<TExposedStreamBuf*>(sb) : nullptr;
+}
+
 template <class Lex>
 std::istream& Extract(std::istream& is, Lex lex) {
     std::streambuf* sb = is.rdbuf();
-    if (auto* exposed = dynamic_cast<TExposedStreamBuf*>(sb)) return ExtractWith<MemoryCursor>(is, exposed, lex);
+    if (auto* exposed = Exposed(is, sb)) return ExtractWith<MemoryCursor>(is, exposed, lex);
     return ExtractWith<BufferCursor>(is, sb, lex);
 }
 
