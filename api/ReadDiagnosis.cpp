@@ -1,9 +1,9 @@
 #include "api/ReadDiagnosis.h"
 
 #include <cstring>
-#include <fstream>
 #include <memory>
 
+#include "api/FileStreamBuf.h"
 #include "api/MCFIOManager.h"
 #include "api/MemoryStream.h"
 #include "image/LongRect.h"
@@ -371,7 +371,8 @@ Diagnosis DiagnoseBytes(const void* bytes, std::size_t size) {
 }
 
 Diagnosis DiagnoseFile(const std::string& path) {
-    std::ifstream stream(path, std::ios::in | std::ios::binary);
+    // The same file stream the open uses, so diagnosis reads the bytes the same way.
+    TFileStream stream(path.c_str());
     if (!stream) {
         Diagnosis d;
         d.stop.intact = false;
