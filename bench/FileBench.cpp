@@ -113,26 +113,10 @@ void BM_ReadFramesAll(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * s.pixelBytes);
 }
 
-// Every thread reads its own share of the frames, one frame at a time, from one File.
-void BM_ReadFrameThreads(benchmark::State& state) {
-    static const kvmcf::File file = kvmcf::File::open(TheSeries().path, kvmcf::ReadMode::HeaderOnly);
-    const kvmcf::Source& signal = file.source(kvmcf::SourceId::Signal);
-    std::vector<float> frame(kWidth * kHeight);
-    const unsigned int threads = static_cast<unsigned int>(state.threads());
-    long long bytes = 0;
-    for (auto _ : state) {
-        for (unsigned int f = static_cast<unsigned int>(state.thread_index()); f < kSeriesFrames; f += threads) {
-            signal.readFrame(f, frame.data());
-            bytes += static_cast<long long>(frame.size()) * 4;
-        }
-        benchmark::DoNotOptimize(frame.data());
-    }
-    state.SetBytesProcessed(bytes);
-}
-
-// The same with the work a caller does on each frame (a sum of its pixels): the part
-// of the scaling that is not the machine's memory bandwidth.
-void BM_ReadAndSumFrameThreads(benchmark::State& state) {
+// Every thread reads its own share of the frames, one frame at a time, from one File,
+// and hands each frame to `work`.
+template <class Work>
+void ReadShare(benchmark::State& state, Work work) {
     static const kvmcf::File file = kvmcf::File::open(TheSeries().path, kvmcf::ReadMode::HeaderOnly);
     const kvmcf::Source& signal = file.source(kvmcf::SourceId::Signal);
     std::vector<float> frame(kWidth * kHeight);
@@ -142,12 +126,27 @@ void BM_ReadAndSumFrameThreads(benchmark::State& state) {
         double sum = 0;
         for (unsigned int f = static_cast<unsigned int>(state.thread_index()); f < kSeriesFrames; f += threads) {
             signal.readFrame(f, frame.data());
-            for (float v : frame) sum += v;
+            sum += work(frame);
             bytes += static_cast<long long>(frame.size()) * 4;
         }
         benchmark::DoNotOptimize(sum);
+        benchmark::DoNotOptimize(frame.data());
     }
     state.SetBytesProcessed(bytes);
+}
+
+void BM_ReadFrameThreads(benchmark::State& state) {
+    ReadShare(state, [](const std::vector<float>&) { return 0.0; });
+}
+
+// The same with the work a caller does on each frame (a sum of its pixels): the part
+// of the scaling that is not the machine's memory bandwidth.
+void BM_ReadAndSumFrameThreads(benchmark::State& state) {
+    ReadShare(state, [](const std::vector<float>& frame) {
+        double sum = 0;
+        for (float v : frame) sum += v;
+        return sum;
+    });
 }
 
 // The machine's own ceiling: each thread copies its share of a 256 MiB block, a
