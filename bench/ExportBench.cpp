@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "tools/ExportCommands.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "kvmcf/kvmcf.hpp"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

@@ -21,7 +21,7 @@
 
 #include "api/kvmcfio.h"
 #include "records/RecordLexer.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

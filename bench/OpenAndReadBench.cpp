@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "api/kvmcfio.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

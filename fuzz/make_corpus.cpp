@@ -23,7 +23,7 @@
 #include "records/UserText.h"
 #include "records/cropsave.h"
 #include "records/iccdsave.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

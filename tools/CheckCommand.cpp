@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <string>
 
-#include "api/ReadDiagnosis.h"
+#include "cxx/ReadDiagnosis.h"
 #include "api/kvmcfio.h"
 #include "tools/DiagnosisCommands.h"
 #include "tools/ToolSupport.h"

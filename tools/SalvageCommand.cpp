@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "api/ReadDiagnosis.h"
+#include "cxx/ReadDiagnosis.h"
 #include "api/kvmcfio.h"
 #include "tools/DiagnosisCommands.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 #include "tools/ToolSupport.h"
 
 namespace kvmcftools {

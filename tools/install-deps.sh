@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(cmake ninja-build g++ libtinyxml-dev libgtest-dev libbenchmark-dev pkgconf
           pybind11-dev python3-dev python3-numpy python3-pytest python3-xarray python3-dask
           python3-distributed python3-matplotlib
-          libtiff-dev libhdf5-dev libpng-dev python3-tifffile python3-h5py)
+          libtiff-dev libhdf5-dev libpng-dev python3-tifffile python3-h5py python3-pil
+          libcli11-dev nlohmann-json3-dev python3-fsspec python3-zarr python3-aiohttp)
 if [ "${1:-}" = "fuzz" ]; then
   packages+=(clang libclang-rt-14-dev)
 fi

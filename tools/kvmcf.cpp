@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tools/Commands.h"
-#include "tools/DemoFile.h"
+#include "writer/DemoFile.h"
 #include "tools/DescribeCommand.h"
 #include "tools/DiagnosisCommands.h"
 #include "tools/ExportCommands.h"

@@ -9,7 +9,7 @@
 #include "api/MCFIOManager.h"
 #include "api/kvmcfio.h"
 #include "support/TestFiles.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 using kvmcftest::TempFile;
 

@@ -10,7 +10,7 @@
 #include "api/MCFIOManager.h"
 #include "api/kvmcfio.h"
 #include "support/TestFiles.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

@@ -75,9 +75,9 @@ const Target kTargets[] = {
     {"fuzz_image_header_only", ReplayImageHeaderOnly},
 };
 
-// The repository's fuzz/regressions, found from this file's own place in tests/api/.
+// The repository's fuzz/regressions.
 fs::path RegressionRoot() {
-    return fs::path(__FILE__).parent_path().parent_path().parent_path() / "fuzz" / "regressions";
+    return fs::path(KVMCF_SOURCE_DIR) / "fuzz" / "regressions";
 }
 
 const Target* FindTarget(const std::string& name) {

@@ -15,7 +15,7 @@
 #include "api/kvmcfio.h"
 #include "fuzz/ExportedQueries.h"
 #include "support/TestFiles.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 #include "kvmcf/kvmcf.hpp"
 #include "support/RecordTexts.h"
 #include "support/TestFiles.h"
-#include "tools/DemoFile.h"
+#include "writer/DemoFile.h"
 
 using kvmcftest::TempFile;
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/DemoFile.h"
-#include "tools/McfFileWriter.h"
+#include "writer/DemoFile.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "support/TestFiles.h"
 #include "tools/DescribeCommand.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

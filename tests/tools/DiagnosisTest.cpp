@@ -11,7 +11,7 @@
 #include "support/HandTypedFile.h"
 #include "support/TestFiles.h"
 #include "tools/DiagnosisCommands.h"
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace {
 

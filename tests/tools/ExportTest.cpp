@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "support/TestFiles.h"
-#include "tools/DemoFile.h"
+#include "writer/DemoFile.h"
 #include "tools/ExportSupport.h"
 #include "tools/PngPreview.h"
 #include "tools/Progress.h"

@@ -8,7 +8,7 @@
 #include "support/RecordTexts.h"
 #include "support/TestFiles.h"
 #include "tools/Commands.h"
-#include "tools/DemoFile.h"
+#include "writer/DemoFile.h"
 
 namespace {
 

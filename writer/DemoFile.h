@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 namespace kvmcftools {
 

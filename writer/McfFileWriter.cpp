@@ -1,4 +1,4 @@
-#include "tools/McfFileWriter.h"
+#include "writer/McfFileWriter.h"
 
 #include <unistd.h>
 

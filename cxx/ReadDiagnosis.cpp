@@ -1,4 +1,4 @@
-#include "api/ReadDiagnosis.h"
+#include "cxx/ReadDiagnosis.h"
 
 #include <cstring>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "tools/DemoFile.h"
+#include "writer/DemoFile.h"
 
 #include <cmath>
 

@@ -15,7 +15,7 @@
 
 #include "api/MCFIOManager.h"
 #include "api/PropertyTable.h"
-#include "api/ReadDiagnosis.h"
+#include "cxx/ReadDiagnosis.h"
 #include "metadata/mcfdataxml.h"
 
 namespace kvmcf {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "api/MCFIOManager.h"
-#include "api/ReadDiagnosis.h"
+#include "cxx/ReadDiagnosis.h"
 #include "api/kvmcfio.h"
 #include "support/HandTypedFile.h"
 #include "support/TestFiles.h"
