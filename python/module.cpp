@@ -106,10 +106,11 @@ py::object PropertyValue(const kvmcf::Property& p) {
         py::object operator()(std::monostate) const { return py::str(p.text); }
         py::object operator()(long long v) const { return py::int_(v); }
         py::object operator()(unsigned long long v) const { return py::int_(v); }
-        // Floats as the file holds them (float32 prints 0.05, not its widened double).
+        // Floats as the file holds them (float32 prints 0.05, not its widened double);
+        // the frame times the type query calls time stamps are float32 too.
         py::object operator()(double v) const {
-            if (p.type == kvmcf::PropertyType::Float) return py::module_::import("numpy").attr("float32")(v);
-            return py::float_(v);
+            if (p.type == kvmcf::PropertyType::Double) return py::float_(v);
+            return py::module_::import("numpy").attr("float32")(v);
         }
         py::object operator()(const std::string& v) const {
             // Property texts are bytes from the file; never fail on them.

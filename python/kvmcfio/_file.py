@@ -3,6 +3,7 @@
 Arrays hold a source's rows from the bottom of the detector upward, as the file
 stores them (TIFF and PNG exports put the top row first)."""
 
+import datetime
 import errno
 import io
 import operator
@@ -159,7 +160,7 @@ class Source:
         frames = np.asarray(key)
         if frames.dtype == bool:
             if frames.shape != (n,):
-                raise IndexError(f"a mask of {frames.size} values for {_plural(n, 'frame')} of {self._where()}")
+                raise IndexError(f"a mask of {frames.size} values: {self._where()} has {_plural(n, 'frame')}")
             return np.flatnonzero(frames), False
         if frames.size == 0:
             frames = frames.astype(np.int64)
@@ -600,7 +601,7 @@ def imread(files, key=None, source="signal", subimage=0, out=None):
             if shapes[-1] != shapes[0]:
                 raise ValueError(f"{_label(path)} gives {source} frames of shape {shapes[-1]}, "
                                  f"{_label(listed[0])} {shapes[0]}: they do not stack")
-    dest = _output(out, (len(listed),) + shapes[0], f"{len(listed)} files")
+    dest = _output(out, (len(listed),) + shapes[0], f"{_label(listed[0])} and {len(listed) - 1} more files")
     for i, path in enumerate(listed):
         with File(path) as f:
             _source(f, source).asarray(key, dest[i], subimage)
