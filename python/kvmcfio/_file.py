@@ -299,7 +299,9 @@ class Source:
         return self._impl.properties()
 
     def property_value(self, name):
-        """One named property, indexed names too ("TimeStamp12", "SubImageLeft2");
+        """One named property, indexed names too ("TimeStamp12" for frame 12 from 0;
+        "SubImageLeft2" for sub-image 1, as names carrying a sub-image number count
+        from 1 in the file's own vocabulary);
         ``IndexError`` for a name or index the file does not answer."""
         return self._impl.property(name)
 
