@@ -200,12 +200,14 @@ class Source:
         if first is Ellipsis or first is None:
             return self._read(np.arange(self.frame_count, dtype=np.int64))[whole]
         frames, one = self._frame_numbers(first)
+        if not isinstance(first, slice) and any(
+                not isinstance(k, (slice, type(Ellipsis), type(None))) and np.ndim(k) > 0 for k in rest):
+            # Index arrays on later axes broadcast with the frames' integer or array
+            # index: read each frame once and let numpy combine them.
+            unique, inverse = np.unique(frames, return_inverse=True)
+            return self._read(unique)[(0 if one else inverse.reshape(frames.shape),) + rest]
         if one:
             return self._read(frames, one=True)[rest]
-        if rest and any(not isinstance(k, (slice, type(Ellipsis), type(None))) and np.ndim(k) > 0 for k in rest):
-            # Index arrays on later axes broadcast with the frames': read each frame once.
-            unique, inverse = np.unique(frames, return_inverse=True)
-            return self._read(unique)[(inverse.reshape(frames.shape),) + rest]
         data = self._read(frames)
         return data[(slice(None),) * frames.ndim + rest] if rest else data
 

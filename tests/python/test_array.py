@@ -45,7 +45,8 @@ def test_frames_by_integer_slice_step_and_index_array(files, cref):
     reference = cref.frames(SIGNAL).reshape(20, 1, 1024)
     keys = (0, 19, -1, np.int64(7), slice(None), slice(2, 9), slice(None, None, 10), slice(18, 3, -4),
             slice(30, 40), [5, 1, 1, 19], np.array([[0, 1], [2, 3]]), np.arange(20) % 3 == 0, [],
-            (3, 0, slice(10, 20)), (slice(4, 8), 0, 7), ([1, 2], 0, [3, 4]), (Ellipsis, 5), (-2, Ellipsis, 9))
+            (3, 0, slice(10, 20)), (slice(4, 8), 0, 7), ([1, 2], 0, [3, 4]), (3, slice(None), [5, 9]),
+            (2, [0], [1, 7]), ([[4], [2]], 0, [1, 6, 8]), (slice(2, 6), 0, [1, 3]), (Ellipsis, 5), (-2, Ellipsis, 9))
     with kvmcfio.File(files / "demo.mcf") as f:
         s = f.sources["signal"]
         for key in keys:
@@ -154,6 +155,9 @@ def test_openers_for_paths_file_objects_and_bytes(files, tmp_path):
         with kvmcfio.File.from_bytes(data_like) as f:
             np.testing.assert_array_equal(f.sources["signal"][:], expected)
     np.testing.assert_array_equal(kvmcfio.imread(io.BytesIO(data)), expected)
+    fsspec = pytest.importorskip("fsspec")
+    with fsspec.open(str(path), "rb") as remote:
+        np.testing.assert_array_equal(kvmcfio.imread(remote), expected)
     # A file object's name goes into its errors; bytes take the name they are given.
     bad = tmp_path / "notes.json"
     bad.write_bytes(b'{"frames": 3}\n')
