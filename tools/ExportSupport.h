@@ -71,8 +71,29 @@ std::string AxisLabel(const kvmcf::Axis& axis);
 // True when the axis says more than a pixel index.
 bool IsCalibrated(const kvmcf::Axis& axis);
 
+// An axis of evenly spaced values: value(i) = origin + i * step.
+struct LinearAxis {
+    double origin = 0, step = 0;
+};
+// The line through values when every value lies on it (to single precision); none
+// for fewer than two values or a curved axis.
+std::optional<LinearAxis> FitLine(const std::vector<double>& values);
+
 // {"source": ..., "file_version": ..., "record_versions": {...}, "properties": {name: value}}.
 std::string PropertiesJson(const kvmcf::File& file, const kvmcf::Source& source);
+
+// What an output needs to place its pixels without the input: the properties as
+// above, plus "frames" {"first", "count"}, "times" (s, per frame), "sub_images" (per
+// plane: index, detector left/bottom/right/top, hbin, vbin), "x" {"label", "unit",
+// "values" per stored column} and "z" {the same per stored row, bottom row first},
+// for the first plane's columns and in each sub-image for its rows, listed top row
+// first when topFirst (as the output's rows run). An axis that does not cover a plane
+// is given as detector positions, labelled "Column" or "Row".
+std::string CalibrationJson(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                            const std::vector<Plane>& planes, bool topFirst);
+
+// Detector position of the middle of each of count bins of bin pixels from start.
+std::vector<double> DetectorPositions(std::size_t count, int start, int bin);
 
 // An input opened for export: the file read to its headers, the chosen source and
 // its sub-images as planes.
@@ -98,6 +119,14 @@ int GuardedCommand(const std::string& path, const std::function<int()>& body);
 // (its own reason is then in why).
 bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, Progress* progress,
                   const std::function<bool(unsigned int, const unsigned char*)>& frame, std::string* why);
+
+// Calls block(first, count, bytes) for runs of consecutive frames covering the range
+// in order, each run's bytes one after another. From the mapped file the bytes stay
+// valid until the File goes; read into a bounded buffer they do only during the call.
+bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                       Progress* progress,
+                       const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& block,
+                       std::string* why);
 
 // The first pixel of a plane in a frame's bytes.
 inline const unsigned char* PlaneBytes(const unsigned char* frame, const Plane& plane) {
