@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <numeric>
 
 namespace kvmcftools {
 
@@ -54,6 +55,9 @@ Entry Rational(std::uint16_t tag, double r) {
         while (denominator < 1000000000ULL && r * static_cast<double>(denominator) * 10 < 4294967295.0)
             denominator *= 10;
         numerator = std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::llround(r * static_cast<double>(denominator))));
+        const std::uint64_t common = std::gcd(numerator, denominator);
+        numerator /= common;
+        denominator /= common;
     }
     return {tag, kRational, 1, Le(numerator, 4) + Le(denominator, 4)};
 }
