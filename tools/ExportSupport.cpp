@@ -339,27 +339,13 @@ bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, con
         *why = file.path() + " ends before the last frame of " + source.name() + " asked for";
         return false;
     }
-    // Pixels straight from the mapped file spare a copy of every byte; a file truncated
-    // meanwhile by another program would stop us, which reading could not prevent either.
-    kvmcf::FrameView view;
-    try {
-        view = source.frames();
-    } catch (const kvmcf::Error&) {
-        // read below, a few frames at a time, to say where the file gave out
-    }
-    // Runs of about this size keep the progress moving and a read buffer bounded.
-    const unsigned long long kBlockBytes = 32ULL << 20;
+    // Frames go through a buffer small enough to stay in the processor's cache, as
+    // cp's do: read and written from there, each byte costs less than when written
+    // straight from a mapping of the file, whose pages the processor must look up one
+    // by one (measured five times slower here).
+    const unsigned long long kBlockBytes = 1ULL << 20;
     const unsigned int block = static_cast<unsigned int>(std::max<unsigned long long>(
         1, std::min<unsigned long long>(range.count, kBlockBytes / std::max<unsigned long long>(frameBytes, 1))));
-    if (view.bytes()) {
-        for (unsigned int done = 0; done < range.count;) {
-            const unsigned int n = std::min(block, range.count - done);
-            if (!frames(range.first + done, n, view.bytes() + frameBytes * (range.first + done))) return false;
-            if (progress) progress->Advance(n);
-            done += n;
-        }
-        return true;
-    }
     std::vector<float> buffer(static_cast<std::size_t>(block) * source.frameLength());
     for (unsigned int done = 0; done < range.count;) {
         const unsigned int n = std::min(block, range.count - done);

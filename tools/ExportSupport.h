@@ -121,8 +121,8 @@ bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const Fr
                   const std::function<bool(unsigned int, const unsigned char*)>& frame, std::string* why);
 
 // Calls block(first, count, bytes) for runs of consecutive frames covering the range
-// in order, each run's bytes one after another. From the mapped file the bytes stay
-// valid until the File goes; read into a bounded buffer they do only during the call.
+// in order, each run's bytes one after another in a buffer of about 1 MiB (one frame
+// where a frame is larger), valid during the call.
 bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
                        Progress* progress,
                        const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& block,

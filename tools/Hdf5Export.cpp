@@ -1,5 +1,7 @@
 #include "tools/Hdf5Export.h"
 
+#include <unistd.h>
+
 #include <hdf5.h>
 #include <hdf5_hl.h>
 
@@ -171,15 +173,13 @@ bool WriteGroup(hid_t file, const ExportJob& job, std::string* why) {
         H5DSset_label(set, 2, "column");
     }
 
-    // Frames selected as one hyperslab of `count` frames, memory holding them one after another.
-    auto write = [&](std::size_t i, unsigned int first, unsigned int count, const unsigned char* bytes,
-                     hsize_t memoryFrame) {
+    // `count` frames of plane i from bytes, where they lie one after another. The memory
+    // shape matches the selection's, so the library maps it to chunks without visiting
+    // each value.
+    auto write = [&](std::size_t i, unsigned int first, unsigned int count, const unsigned char* bytes) {
         const Plane& p = job.planes[i];
         const hsize_t start[3] = {first - range.first, 0, 0}, size[3] = {count, p.rows, p.columns};
-        const hsize_t memoryDims[2] = {count, memoryFrame}, memoryStart[2] = {0, p.offset},
-                      memoryCount[2] = {count, p.Pixels()};
-        Handle memory(H5Screate_simple(2, memoryDims, nullptr), H5Sclose);
-        H5Sselect_hyperslab(memory.get(), H5S_SELECT_SET, memoryStart, nullptr, memoryCount, nullptr);
+        Handle memory(H5Screate_simple(3, size, nullptr), H5Sclose);
         Handle space(H5Dget_space(sets[i]), H5Sclose);
         H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, start, nullptr, size, nullptr);
         return H5Dwrite(sets[i], H5T_NATIVE_FLOAT, memory.get(), space.get(), H5P_DEFAULT, bytes) >= 0;
@@ -189,10 +189,11 @@ bool WriteGroup(hid_t file, const ExportJob& job, std::string* why) {
     const bool whole = job.planes.size() == 1 && job.planes[0].offset == 0 && job.planes[0].Pixels() == frameLength;
     const bool written = ForEachFrameBlock(*job.file, source, range, job.progress,
                                            [&](unsigned int first, unsigned int count, const unsigned char* block) {
-        if (whole) return write(0, first, count, block, frameLength) || fail("disk full?");
+        if (whole) return write(0, first, count, block) || fail("disk full?");
         for (unsigned int f = 0; f < count; ++f)
             for (std::size_t i = 0; i < job.planes.size(); ++i)
-                if (!write(i, first + f, 1, block + 4 * frameLength * f, frameLength)) return fail("disk full?");
+                if (!write(i, first + f, 1, PlaneBytes(block + 4 * frameLength * f, job.planes[i])))
+                    return fail("disk full?");
         return true;
     }, why);
     return written;
@@ -207,7 +208,10 @@ bool WriteHdf5(const std::vector<ExportJob>& jobs, std::string* why) {
         *why = "cannot write " + first.name + ": " + what;
         return false;
     };
-    Handle file(H5Fcreate(first.path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT), H5Fclose);
+    // Created anew rather than truncated: the file system writes a truncated file back
+    // on close, as for a file replaced by truncation.
+    ::unlink(first.path.c_str());
+    Handle file(H5Fcreate(first.path.c_str(), H5F_ACC_EXCL, H5P_DEFAULT, H5P_DEFAULT), H5Fclose);
     if (!file.ok()) return fail("cannot create it");
     const kvmcf::StructureVersions v = first.file->structureVersions();
     if (!VersionAttribute(file.get(), "file_version", first.file->version()) ||

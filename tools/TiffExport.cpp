@@ -234,7 +234,7 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
     auto layout = [&](bool big, std::uint64_t* dataStart, std::uint64_t* otherSize) {
         const std::uint64_t header = big ? 16 : 8;
         const std::uint64_t first = Directory(big, header, PageEntries(big, tags, true, 0), 0).size();
-        *dataStart = (header + first + 15) / 16 * 16;
+        *dataStart = (header + first + 4095) / 4096 * 4096;
         *otherSize = Directory(big, 0, PageEntries(big, tags, false, 0), 0).size();
         return *dataStart + dataBytes + (pages - 1) * *otherSize;
     };
@@ -243,7 +243,9 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
     layout(big, &dataStart, &otherSize);
     const std::uint64_t othersStart = dataStart + dataBytes;
 
-    Descriptor fd(::open(job.path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
+    // The output is new and empty: truncating it would make the file system start
+    // writing it back on close, as it does for a file replaced by truncation.
+    Descriptor fd(::open(job.path.c_str(), O_WRONLY | O_CLOEXEC));
     if (fd.get() < 0) return failed();
     std::string head = big ? std::string("II\x2B\0\x08\0\0\0", 8) + Le(16, 8) : std::string("II\x2A\0", 4) + Le(8, 4);
     head += Directory(big, head.size(), PageEntries(big, tags, true, dataStart), pages > 1 ? othersStart : 0);
