@@ -92,6 +92,7 @@ bool TMCFIOManager::TMCF::ReadFile() {
         versionLow = RecordStream::Minor(version);
         // Other versions open with every data source absent, without an error.
         if (versionHigh == kFileVersionHigh && versionLow == kFileVersionLow) {
+            knownFormat = true;
             ReadDataSource(&images[0], accessMode, true);
             if (accessMode == KVMCF_READ_HEADER_ONLY && images[0]) ResetStream(*images[0]);
             for (int slot = 1; slot < kSlots; ++slot) ReadDataSource(&images[slot], accessMode, false);
