@@ -53,7 +53,7 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& r : runs)
-            if (!r.error_occurred) seconds[r.benchmark_name()].push_back(r.real_accumulated_time / r.iterations);
+            if (!r.error_occurred) seconds[r.run_name.function_name].push_back(r.real_accumulated_time / r.iterations);
     }
     std::map<std::string, std::vector<double>> seconds;
 };

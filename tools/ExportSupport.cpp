@@ -325,25 +325,84 @@ bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const Fr
     }, why);
 }
 
-bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
-                       Progress* progress,
-                       const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& frames,
-                       std::string* why) {
-    const unsigned long long frameBytes = 4ULL * source.frameLength();
-    // The file must hold the frames before a buffer is sized by them.
+namespace {
+
+// Pixels go through a buffer small enough to stay in the processor's cache, as cp's
+// do: read and written from there, each byte costs less than when written straight
+// from a mapping of the file, whose pages the processor must look up one by one
+// (measured five times slower here).
+const unsigned long long kBlockBytes = 1ULL << 20;
+
+// The file must hold the frames before a buffer is sized by them.
+bool HoldsFrames(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, std::string* why) {
     struct stat st {};
     const unsigned long long end = static_cast<unsigned long long>(source.dataStart()) +
-                                   frameBytes * (static_cast<unsigned long long>(range.first) + range.count);
+                                   4ULL * source.frameLength() * (static_cast<unsigned long long>(range.first) + range.count);
     if (source.dataStart() < 0 || ::stat(file.path().c_str(), &st) != 0 ||
         end > static_cast<unsigned long long>(st.st_size)) {
         *why = file.path() + " ends before the last frame of " + source.name() + " asked for";
         return false;
     }
-    // Frames go through a buffer small enough to stay in the processor's cache, as
-    // cp's do: read and written from there, each byte costs less than when written
-    // straight from a mapping of the file, whose pages the processor must look up one
-    // by one (measured five times slower here).
-    const unsigned long long kBlockBytes = 1ULL << 20;
+    return true;
+}
+
+}  // namespace
+
+bool LargeFrames(const kvmcf::Source& source) { return 4ULL * source.frameLength() > kBlockBytes; }
+
+bool ForEachRowRun(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                   const std::vector<Plane>& planes, Progress* progress,
+                   const std::function<bool(unsigned int, std::size_t, std::size_t, std::size_t, const unsigned char*)>& run,
+                   std::string* why) {
+    if (!HoldsFrames(file, source, range, why)) return false;
+    // Rows of a frame are read where they lie, which the interface reads only whole.
+    const int fd = ::open(file.path().c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        *why = "cannot read " + file.path() + ": " + std::strerror(errno);
+        return false;
+    }
+    struct Closer {
+        int fd;
+        ~Closer() { ::close(fd); }
+    } closer{fd};
+    const unsigned long long frameBytes = 4ULL * source.frameLength();
+    std::vector<unsigned char> buffer;
+    for (unsigned int f = range.first; f < range.first + range.count; ++f) {
+        for (std::size_t i = 0; i < planes.size(); ++i) {
+            const Plane& p = planes[i];
+            const std::size_t rowBytes = 4 * p.columns;
+            const std::size_t perRun = std::max<std::size_t>(1, kBlockBytes / rowBytes);
+            buffer.resize(std::min(perRun, p.rows) * rowBytes);
+            for (std::size_t top = p.rows; top > 0;) {
+                const std::size_t n = std::min(perRun, top);
+                top -= n;
+                unsigned long long at = static_cast<unsigned long long>(source.dataStart()) + frameBytes * f +
+                                        4ULL * p.offset + 1ULL * top * rowBytes;
+                for (std::size_t done = 0; done < n * rowBytes;) {
+                    const ssize_t got = ::pread(fd, buffer.data() + done, n * rowBytes - done, static_cast<off_t>(at));
+                    if (got < 0 && errno == EINTR) continue;
+                    if (got <= 0) {
+                        *why = std::string("cannot read ") + source.name() + " frame " + std::to_string(f) + " of " +
+                               file.path();
+                        return false;
+                    }
+                    done += static_cast<std::size_t>(got);
+                    at += static_cast<unsigned long long>(got);
+                }
+                if (!run(f, i, top, n, buffer.data())) return false;
+            }
+        }
+        if (progress) progress->Advance();
+    }
+    return true;
+}
+
+bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                       Progress* progress,
+                       const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& frames,
+                       std::string* why) {
+    const unsigned long long frameBytes = 4ULL * source.frameLength();
+    if (!HoldsFrames(file, source, range, why)) return false;
     const unsigned int block = static_cast<unsigned int>(std::max<unsigned long long>(
         1, std::min<unsigned long long>(range.count, kBlockBytes / std::max<unsigned long long>(frameBytes, 1))));
     std::vector<float> buffer(static_cast<std::size_t>(block) * source.frameLength());

@@ -128,6 +128,18 @@ bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, con
                        const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& block,
                        std::string* why);
 
+// Whether a frame is larger than the buffer ForEachFrameBlock reads through; such
+// frames go through ForEachRowRun instead.
+bool LargeFrames(const kvmcf::Source& source);
+
+// Calls run(frame, plane, firstRow, count, bytes) for runs of whole stored rows of
+// about 1 MiB of each plane (its position in planes) of each frame of the range, the
+// top rows first, the rows' bytes (the bottom one first) valid during the call.
+bool ForEachRowRun(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                   const std::vector<Plane>& planes, Progress* progress,
+                   const std::function<bool(unsigned int, std::size_t, std::size_t, std::size_t, const unsigned char*)>& run,
+                   std::string* why);
+
 // The first pixel of a plane in a frame's bytes.
 inline const unsigned char* PlaneBytes(const unsigned char* frame, const Plane& plane) {
     return frame + 4 * plane.offset;

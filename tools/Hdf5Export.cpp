@@ -176,9 +176,10 @@ bool WriteGroup(hid_t file, const ExportJob& job, std::string* why) {
     // `count` frames of plane i from bytes, where they lie one after another. The memory
     // shape matches the selection's, so the library maps it to chunks without visiting
     // each value.
-    auto write = [&](std::size_t i, unsigned int first, unsigned int count, const unsigned char* bytes) {
+    auto write = [&](std::size_t i, unsigned int first, unsigned int count, const unsigned char* bytes,
+                     std::size_t firstRow = 0, std::size_t rows = 0) {
         const Plane& p = job.planes[i];
-        const hsize_t start[3] = {first - range.first, 0, 0}, size[3] = {count, p.rows, p.columns};
+        const hsize_t start[3] = {first - range.first, firstRow, 0}, size[3] = {count, rows ? rows : p.rows, p.columns};
         Handle memory(H5Screate_simple(3, size, nullptr), H5Sclose);
         Handle space(H5Dget_space(sets[i]), H5Sclose);
         H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, start, nullptr, size, nullptr);
@@ -187,6 +188,12 @@ bool WriteGroup(hid_t file, const ExportJob& job, std::string* why) {
     const std::size_t frameLength = source.frameLength();
     // One sub-image filling the frame: a run of frames is one block of the file's bytes.
     const bool whole = job.planes.size() == 1 && job.planes[0].offset == 0 && job.planes[0].Pixels() == frameLength;
+    if (LargeFrames(source))
+        return ForEachRowRun(*job.file, source, range, job.planes, job.progress,
+                             [&](unsigned int frame, std::size_t i, std::size_t firstRow, std::size_t rows,
+                                 const unsigned char* bytes) {
+                                 return write(i, frame, 1, bytes, firstRow, rows) || fail("disk full?");
+                             }, why);
     const bool written = ForEachFrameBlock(*job.file, source, range, job.progress,
                                            [&](unsigned int first, unsigned int count, const unsigned char* block) {
         if (whole) return write(0, first, count, block) || fail("disk full?");

@@ -253,11 +253,19 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
     std::uint64_t pos = 0;
     if (!WriteBytes(fd.get(), head, pos)) return failed();
 
-    // Every page's rows, top row first, straight from the frames' bytes.
+    // Every page's rows, top row first, from the buffer the frames are read into.
     const std::size_t rowBytes = 4 * shape.columns;
     const std::size_t frameBytes = 4 * static_cast<std::size_t>(source.frameLength());
     std::vector<iovec> pieces;
-    const bool ok = ForEachFrameBlock(*job.file, source, job.range, job.progress,
+    auto large = [&](unsigned int frame, std::size_t plane, std::size_t first, std::size_t count,
+                     const unsigned char* rows) {
+        const std::uint64_t page = (frame - job.range.first) * job.planes.size() + plane;
+        std::uint64_t at = dataStart + page * pageBytes + (shape.rows - first - count) * rowBytes;
+        for (std::size_t r = count; r-- > 0;) AddPiece(pieces, rows + r * rowBytes, rowBytes);
+        return WritePieces(fd.get(), pieces, at) || failed();
+    };
+    const bool ok = LargeFrames(source) ? ForEachRowRun(*job.file, source, job.range, job.planes, job.progress, large, why)
+                                        : ForEachFrameBlock(*job.file, source, job.range, job.progress,
                                       [&](unsigned int, unsigned int count, const unsigned char* block) {
         for (unsigned int f = 0; f < count; ++f)
             for (const Plane& p : job.planes) {
@@ -273,6 +281,7 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
     if (!ok) return false;
 
     std::string directories;
+    pos = othersStart;
     for (std::uint64_t k = 1; k < pages; ++k) {
         const std::uint64_t at = othersStart + (k - 1) * otherSize;
         directories += Directory(big, at, PageEntries(big, tags, false, dataStart + k * pageBytes),

@@ -131,6 +131,16 @@ def test_tiff_stacks_read_exactly_with_their_calibration(demo, shapes, tmp_path)
     assert cal["sub_images"][1]["z"]["values"] == [15.5, 13.5, 11.5]  # binned rows 15-16, 13-14, 11-12
     assert cal["times"] == [0, 0.5, 1, 1.5]
 
+    # Frames of more than 1 MiB go through in runs of rows: 504 and 16 rows here.
+    run("export", shapes / "large.mcf", tmp_path / "large.tif")
+    f, r, c = np.meshgrid(np.arange(2), np.arange(520), np.arange(520), indexing="ij")
+    large = (1000000 * f + 1000 * (519 - r) + c).astype(np.float32)
+    for stack in read_tiff(tmp_path / "large.tif", (2, 520, 520))[:3]:
+        np.testing.assert_array_equal(stack, large)
+    run("export", shapes / "large.mcf", tmp_path / "large.h5")
+    with h5py.File(tmp_path / "large.h5", "r") as h5:
+        np.testing.assert_array_equal(h5["signal/subimage0"][:], large[:, ::-1])
+
     # The demo's 20 spectra on a curved axis: no straight calibration for stack programs
     # (a straight line would be off by up to 0.4 nm), the exact values per column in the JSON.
     out = tmp_path / "signal.tif"
