@@ -350,6 +350,12 @@ bool HoldsFrames(const kvmcf::File& file, const kvmcf::Source& source, const Fra
 
 bool LargeFrames(const kvmcf::Source& source) { return 4ULL * source.frameLength() > kBlockBytes; }
 
+unsigned int FramesPerBlock(const kvmcf::Source& source) {
+    return static_cast<unsigned int>(std::max<unsigned long long>(1, kBlockBytes / std::max(4ULL * source.frameLength(), 1ULL)));
+}
+
+std::size_t RowsPerRun(const Plane& plane) { return std::max<std::size_t>(1, kBlockBytes / (4 * plane.columns)); }
+
 bool ForEachRowRun(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
                    const std::vector<Plane>& planes, Progress* progress,
                    const std::function<bool(unsigned int, std::size_t, std::size_t, std::size_t, const unsigned char*)>& run,
@@ -371,11 +377,11 @@ bool ForEachRowRun(const kvmcf::File& file, const kvmcf::Source& source, const F
         for (std::size_t i = 0; i < planes.size(); ++i) {
             const Plane& p = planes[i];
             const std::size_t rowBytes = 4 * p.columns;
-            const std::size_t perRun = std::max<std::size_t>(1, kBlockBytes / rowBytes);
+            const std::size_t perRun = RowsPerRun(p);
             buffer.resize(std::min(perRun, p.rows) * rowBytes);
-            for (std::size_t top = p.rows; top > 0;) {
-                const std::size_t n = std::min(perRun, top);
-                top -= n;
+            for (std::size_t end = p.rows; end > 0;) {
+                const std::size_t top = (end - 1) / perRun * perRun, n = end - top;
+                end = top;
                 unsigned long long at = static_cast<unsigned long long>(source.dataStart()) + frameBytes * f +
                                         4ULL * p.offset + 1ULL * top * rowBytes;
                 for (std::size_t done = 0; done < n * rowBytes;) {
@@ -401,10 +407,8 @@ bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, con
                        Progress* progress,
                        const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& frames,
                        std::string* why) {
-    const unsigned long long frameBytes = 4ULL * source.frameLength();
     if (!HoldsFrames(file, source, range, why)) return false;
-    const unsigned int block = static_cast<unsigned int>(std::max<unsigned long long>(
-        1, std::min<unsigned long long>(range.count, kBlockBytes / std::max<unsigned long long>(frameBytes, 1))));
+    const unsigned int block = std::min(range.count, FramesPerBlock(source));
     std::vector<float> buffer(static_cast<std::size_t>(block) * source.frameLength());
     for (unsigned int done = 0; done < range.count;) {
         const unsigned int n = std::min(block, range.count - done);

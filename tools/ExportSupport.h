@@ -131,10 +131,14 @@ bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, con
 // Whether a frame is larger than the buffer ForEachFrameBlock reads through; such
 // frames go through ForEachRowRun instead.
 bool LargeFrames(const kvmcf::Source& source);
+// Frames ForEachFrameBlock reads at once (before the range's end cuts a run short).
+unsigned int FramesPerBlock(const kvmcf::Source& source);
 
 // Calls run(frame, plane, firstRow, count, bytes) for runs of whole stored rows of
-// about 1 MiB of each plane (its position in planes) of each frame of the range, the
-// top rows first, the rows' bytes (the bottom one first) valid during the call.
+// each plane (its position in planes) of each frame of the range: rows k * R to
+// (k + 1) * R - 1 with R = RowsPerRun(plane), the top run first, the rows' bytes (the
+// bottom one first) valid during the call.
+std::size_t RowsPerRun(const Plane& plane);
 bool ForEachRowRun(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
                    const std::vector<Plane>& planes, Progress* progress,
                    const std::function<bool(unsigned int, std::size_t, std::size_t, std::size_t, const unsigned char*)>& run,

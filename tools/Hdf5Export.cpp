@@ -15,8 +15,6 @@ namespace kvmcftools {
 
 namespace {
 
-const std::size_t kChunkBytes = 16u << 20;
-
 // Closes an HDF5 object when it goes out of scope.
 class Handle {
 public:
@@ -135,11 +133,10 @@ bool WriteGroup(hid_t file, const ExportJob& job, std::string* why) {
     for (const Plane& p : job.planes) {
         const std::string name = "subimage" + std::to_string(p.index);
         const hsize_t dims[3] = {range.count, p.rows, p.columns};
-        const hsize_t frameBytes = 4 * static_cast<hsize_t>(p.Pixels());
-        const hsize_t chunkRows = std::max<hsize_t>(1, std::min<hsize_t>(p.rows, kChunkBytes / (4 * p.columns)));
-        // Small frames share a chunk, so that a run of them is one write.
-        const hsize_t chunkFrames =
-            chunkRows < p.rows ? 1 : std::max<hsize_t>(1, std::min<hsize_t>(range.count, kChunkBytes / frameBytes));
+        // Large frames arrive in runs of rows: a chunk each, so that every write fills its chunk.
+        const hsize_t chunkRows = LargeFrames(source) ? std::min<hsize_t>(p.rows, RowsPerRun(p)) : p.rows;
+        // Small frames share a chunk, as many as are read at once.
+        const hsize_t chunkFrames = LargeFrames(source) ? 1 : std::min(range.count, FramesPerBlock(source));
         const hsize_t chunk[3] = {chunkFrames, chunkRows, p.columns};
         Handle space(H5Screate_simple(3, dims, nullptr), H5Sclose);
         Handle props(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
