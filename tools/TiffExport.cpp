@@ -17,8 +17,6 @@ namespace kvmcftools {
 
 namespace {
 
-// Classic TIFF offsets are 32-bit: larger stacks are written in the 64-bit variant.
-const unsigned long long kClassicLimit = 4000000000ULL;
 // Directories are gathered into writes of about this size.
 const std::size_t kDirectoryBytes = 4u << 20;
 
@@ -201,7 +199,7 @@ std::string StackDescription(unsigned int channels, unsigned int frames, const s
     return d + "loop=false\n";
 }
 
-bool WriteTiff(const ExportJob& job, std::string* why) {
+bool WriteTiff(const ExportJob& job, std::string* why, unsigned long long classicLimit) {
     const kvmcf::Source& source = *job.source;
     const Plane& shape = job.planes.front();
     auto failed = [&]() {
@@ -239,7 +237,7 @@ bool WriteTiff(const ExportJob& job, std::string* why) {
         return *dataStart + dataBytes + (pages - 1) * *otherSize;
     };
     std::uint64_t dataStart = 0, otherSize = 0;
-    const bool big = layout(false, &dataStart, &otherSize) > kClassicLimit;
+    const bool big = layout(false, &dataStart, &otherSize) > classicLimit;
     layout(big, &dataStart, &otherSize);
     const std::uint64_t othersStart = dataStart + dataBytes;
 

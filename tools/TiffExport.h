@@ -26,7 +26,11 @@ constexpr unsigned int kTiffPropertiesTag = 65000;
 std::string StackDescription(unsigned int channels, unsigned int frames, const std::string& xUnit,
                              const std::optional<LinearAxis>& x, double interval);
 
-bool WriteTiff(const ExportJob& job, std::string* why);
+// Classic TIFF offsets are 32-bit: larger stacks are written in the 64-bit variant
+// (BigTIFF), as are smaller ones when classicLimit is lowered.
+constexpr unsigned long long kClassicTiffLimit = 4000000000ULL;
+
+bool WriteTiff(const ExportJob& job, std::string* why, unsigned long long classicLimit = kClassicTiffLimit);
 
 }  // namespace kvmcftools
 

@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <tiffio.h>
 #include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -83,6 +86,46 @@ TEST(Export, DemoBackgroundPlanesAndTheirOutputNames) {
     EXPECT_NE(why.find("no live source"), std::string::npos);
     EXPECT_EQ(kvmcftools::ChooseSource(f, "dark", &why), nullptr);
     EXPECT_NE(why.find("unknown source"), std::string::npos);
+}
+
+TEST(Export, BigTiffKeepsPagesContiguous) {
+    kvmcftest::TempFile demo("", "demo.mcf");
+    ASSERT_TRUE(kvmcftools::WriteDemoFile(demo.Path()));
+    const kvmcf::File f = kvmcf::File::open(demo.Path(), kvmcf::ReadMode::HeaderOnly);
+    kvmcftools::ExportJob job;
+    job.file = &f;
+    job.source = &f.source(kvmcf::SourceId::Signal);
+    job.range = {4, 3};
+    std::string why;
+    ASSERT_TRUE(kvmcftools::SourcePlanes(*job.source, &job.planes, &why)) << why;
+    const std::string out = demo.Path() + ".tif";
+    job.path = job.name = out;
+    std::fclose(std::fopen(out.c_str(), "w"));
+    // Any stack past the limit is BigTIFF; a limit of 0 makes this one so.
+    ASSERT_TRUE(kvmcftools::WriteTiff(job, &why, 0)) << why;
+
+    TIFF* tif = TIFFOpen(out.c_str(), "r");
+    ASSERT_NE(tif, nullptr);
+    EXPECT_TRUE(TIFFIsBigTIFF(tif));
+    char* description = nullptr;
+    ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_IMAGEDESCRIPTION, &description));
+    EXPECT_NE(std::strstr(description, "images=3\n"), nullptr);
+    uint64_t first = 0;
+    std::vector<float> page(1024), frame(1024);
+    for (unsigned int k = 0; k < 3; ++k) {
+        ASSERT_TRUE(TIFFSetDirectory(tif, static_cast<tdir_t>(k)));
+        uint64_t* offsets = nullptr;
+        ASSERT_TRUE(TIFFGetField(tif, TIFFTAG_STRIPOFFSETS, &offsets));
+        if (k == 0) first = offsets[0];
+        EXPECT_EQ(offsets[0], first + 4096ULL * k);  // one 1024-pixel spectrum a page
+        ASSERT_EQ(TIFFReadEncodedStrip(tif, 0, page.data(), 4096), 4096);
+        job.source->readFrame(4 + k, frame.data());
+        EXPECT_EQ(page, frame);
+        EXPECT_EQ(page[0], 300.0f + (4 + k) % 13);
+    }
+    EXPECT_FALSE(TIFFReadDirectory(tif));  // three pages, no more
+    TIFFClose(tif);
+    ::unlink(out.c_str());
 }
 
 TEST(Export, BinnedAxisValuesAreTheMeanOfTheirDetectorPixels) {
