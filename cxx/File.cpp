@@ -256,7 +256,7 @@ File File::open(const std::string& path, OpenOptions options) {
     name.push_back('\0');
     impl->manager.SetFileAccessMode(options.mode == ReadMode::HeaderOnly ? KVMCF_READ_HEADER_ONLY : KVMCF_READ_ALL);
     const unsigned int code = impl->manager.ReadFromFile(name.data());
-    if (code == result::FormatError) FailFormat(path, ReadDiagnosis::DiagnoseFile(parsed));
+    if (code == result::FormatError) FailFormat(path, ReadDiagnosis::FromReport(impl->manager.GetStopReport(), -1));
     if (code != result::Success) Fail(code, path);
     impl->Open();
     return File(std::move(impl));
@@ -278,7 +278,8 @@ File File::fromBytes(const void* bytes, std::size_t size, ReadMode mode) {
     } catch (const TMCFLoadException&) {
         code = result::FormatError;
     }
-    if (code == result::FormatError) FailFormat(std::string(), ReadDiagnosis::DiagnoseBytes(bytes, size));
+    if (code == result::FormatError)
+        FailFormat(std::string(), ReadDiagnosis::FromReport(impl->manager.GetStopReport(), -1));
     if (code != result::Success) Fail(code);
     impl->Open();
     return File(std::move(impl));
