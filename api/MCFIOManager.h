@@ -101,6 +101,8 @@ public:
         std::istream* GetStream() const { return stream; }
         unsigned int GetVersionHigh() const { return versionHigh; }
         unsigned int GetVersionLow() const { return versionLow; }
+        // Whether the magic line and the version word were recognised, so the sources were read.
+        bool IsKnownFormat() const { return report.formatKnown; }
         KVMCF_ReadMode GetAccessMode() const { return accessMode; }
         const std::string& GetFileName() const { return fileName; }
         // Where reading stopped: part None for a file that read whole.
