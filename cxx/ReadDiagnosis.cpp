@@ -68,15 +68,8 @@ Diagnosis FromReport(const TStopReport& report, long long fileSize) {
         d.stop.expected = report.expected;
     }
     for (int slot = 0; slot < 5; ++slot) {
-        const TStopReport::Source& from = report.sources[slot];
         SourceState& s = d.sources[slot];
-        s.count = from.count;
-        s.reached = from.reached;
-        s.intact = from.intact;
-        s.frames = from.frames;
-        s.frameLength = from.frameLength;
-        s.headerOffset = from.headerOffset;
-        s.dataStart = from.dataStart;
+        static_cast<TStopReport::Source&>(s) = report.sources[slot];
         // Pixels are measured, never loaded.
         const unsigned long long frameBytes = s.frameLength * kPixelBytes;
         const unsigned long long left =

@@ -39,16 +39,9 @@ struct ReadStop {
     std::string expected;   // what had to stand there
 };
 
-// What was found of one data source.
-struct SourceState {
-    int count = 0;                 // images the file declares (0 or less: absent)
-    bool reached = false;          // reading got as far as this source's count
-    bool intact = false;           // every image of the source read whole
-    unsigned int frames = 0;       // frames the last image read declares
+// What the open found of one data source, with its whole frames measured.
+struct SourceState : TStopReport::Source {
     unsigned int wholeFrames = 0;  // frames whose pixels are all in the file
-    unsigned int frameLength = 0;  // pixels per frame
-    long long headerOffset = -1;   // where the last image's instrument header starts
-    long long dataStart = -1;      // first pixel byte of the last image, when its text read whole
 };
 
 struct Diagnosis {
