@@ -38,42 +38,56 @@ std::ostream& operator<<(std::ostream& os, TMCFIOManager::TImage& image) {
 // ---------------------------------------------------------------------------
 // Open file
 
-TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const char* path, bool spooledFlag)
+TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const char* path, bool spooledFlag, TStopReport* stop)
     : spooled(spooledFlag), accessMode(mode), fileName(path ? path : "") {
     if (fileName.empty()) return;
     try {
         stream = new TFileStream(fileName.c_str());
         UseClassicLocale();
-        ReadFile();
     } catch (...) {
         Cleanup();
         throw;
     }
+    Open(stop);
 }
 
-TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, unsigned char* bytes, unsigned int size) : accessMode(mode) {
+TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const unsigned char* bytes, unsigned int size, TStopReport* stop)
+    : accessMode(mode) {
     try {
         stream = new TMemoryStream(bytes, size);
         UseClassicLocale();
-        ReadFile();
     } catch (...) {
         Cleanup();
         throw;
     }
+    Open(stop);
 }
 
-TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, std::unique_ptr<std::istream> owned) : accessMode(mode) {
+TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, std::unique_ptr<std::istream> owned, TStopReport* stop)
+    : accessMode(mode) {
     try {
         stream = owned.release();
         UseClassicLocale();
-        ReadFile();
     } catch (...) {
         Cleanup();
         throw;
     }
+    Open(stop);
 }
 
 TMCFIOManager::TMCF::~TMCF() { Cleanup(); }
+
+void TMCFIOManager::TMCF::Open(TStopReport* stop) {
+    RecordStream::Follow(*stream, &trail);
+    try {
+        ReadFile();
+    } catch (...) {
+        if (stop) *stop = report;
+        Cleanup();
+        throw;
+    }
+    if (stop) *stop = report;
+}
 
 // Records are written in the "C" locale; a host program's global locale must not
 // change how they read.
@@ -90,43 +104,131 @@ void TMCFIOManager::TMCF::Cleanup() noexcept {
     largeFile = nullptr;
 }
 
+void TMCFIOManager::TMCF::Enter(TFilePart part, int source, unsigned int image) {
+    if (stream->fail()) return;
+    report.part = part;
+    report.source = source;
+    report.image = image;
+    trail.Reset();
+}
+
+namespace {
+
+// The byte at a stop, shown so a reader of the message can find it.
+std::string Shown(int c) {
+    if (c >= 0x21 && c < 0x7F) return std::string("'") + static_cast<char>(c) + "'";
+    static const char hex[] = "0123456789abcdef";
+    return std::string("byte 0x") + hex[(c >> 4) & 15] + hex[c & 15];
+}
+
+// Leaves the stream where and as it was.
+long long StreamSize(std::istream& is) {
+    std::streambuf* buffer = is.rdbuf();
+    if (!buffer) return -1;
+    const std::streampos here = buffer->pubseekoff(0, std::ios::cur, std::ios::in);
+    const std::streampos end = buffer->pubseekoff(0, std::ios::end, std::ios::in);
+    if (here != std::streampos(-1)) buffer->pubseekpos(here, std::ios::in);
+    return static_cast<long long>(end);
+}
+
+}  // namespace
+
+std::string TMCFIOManager::TMCF::ExpectedAt(long long offset) {
+    if (offset >= report.fileSize) return "more bytes: the file ends here";
+    stream->clear();
+    stream->seekg(offset);
+    const int c = stream->get();
+    if (!*stream) return "more bytes";
+    return "a decimal number, found " + Shown(c);
+}
+
+void TMCFIOManager::TMCF::StopAt(const char* field, long long offset, const std::string& expected) {
+    report.field = field;
+    report.offset = offset;
+    report.fileSize = StreamSize(*stream);
+    report.expected = expected.empty() ? ExpectedAt(offset) : expected;
+    throw TMCFLoadException();
+}
+
+void TMCFIOManager::TMCF::Stop(std::string expected) {
+    const long long stop = RecordStream::StopOffset(*stream);
+    report.fileSize = StreamSize(*stream);
+    if (report.part == TFilePart::ImageData && trail.field == TKavriImageData::kPixelBlockField) {
+        // The text read whole: the report points at the first frame not all there.
+        const long long whole = trail.index;
+        const long long at = trail.mark + static_cast<long long>(whole * trail.itemBytes);
+        report.part = TFilePart::PixelBlock;
+        StopAt(("frame " + std::to_string(whole + 1)).c_str(), at,
+               std::to_string(trail.itemBytes) + " bytes of frame " + std::to_string(whole + 1) + " of " +
+                   std::to_string(trail.items) + ", found " + std::to_string(report.fileSize - at));
+    }
+    // The instrument header is reported as a whole.
+    std::string field = report.part == TFilePart::InstrumentHeader ? "" : trail.field;
+    if (!field.empty() && trail.index >= 0) field += " " + std::to_string(trail.index + 1);
+    if (trail.field == TKavriImageData::kCountsField)
+        expected = "counts that the remaining " + std::to_string(report.fileSize - stop) + " bytes can hold";
+    StopAt(field.c_str(), stop, expected);
+}
+
 bool TMCFIOManager::TMCF::ReadFile() {
-    if (!IsStreamGood()) throw TMCFLoadException();
+    report.part = TFilePart::FileHeader;
+    if (!IsStreamGood()) StopAt("", 0, "a readable file");
 
     SetStreamPosition(0, std::ios::beg);
     char magic[80] = {};
     stream->getline(magic, sizeof magic);
+    if (stream->fail()) {
+        const bool empty = StreamSize(*stream) == 0;
+        StopAt("magic line", empty ? 0 : RecordStream::StopOffset(*stream),
+               empty ? "the magic line" : "a first line of at most 79 characters");
+    }
 
-    if (std::strcmp(magic, kMagicKavri) == 0 || std::strcmp(magic, kMagicHalvi) == 0) {
+    const bool known = std::strcmp(magic, kMagicKavri) == 0 || std::strcmp(magic, kMagicHalvi) == 0;
+    if (known) {
         unsigned int version = 0;
+        RecordStream::Field(*stream, "version word");
         RecordStream::Read(*stream, version);
+        if (stream->fail()) Stop();
         versionHigh = RecordStream::Major(version);
         versionLow = RecordStream::Minor(version);
+        report.versionWord = version;
+        report.formatKnown = versionHigh == kFileVersionHigh && versionLow == kFileVersionLow;
         // Other versions open with every data source absent, without an error.
-        if (versionHigh == kFileVersionHigh && versionLow == kFileVersionLow) {
-            knownFormat = true;
-            ReadDataSource(&images[0], accessMode, true);
+        if (report.formatKnown) {
+            ReadDataSource(0, accessMode, true);
             if (accessMode == KVMCF_READ_HEADER_ONLY && images[0]) ResetStream(*images[0]);
-            for (int slot = 1; slot < kSlots; ++slot) ReadDataSource(&images[slot], accessMode, false);
+            for (int slot = 1; slot < kSlots; ++slot) ReadDataSource(slot, accessMode, false);
         }
     }
 
     // A stream that hit end of file while reading numbers counts as bad too.
-    if (!IsStreamGood()) throw TMCFLoadException();
+    if (!IsStreamGood()) StopAt(known ? "version word" : "magic line", StreamSize(*stream), "");
+    report.part = TFilePart::None;
+    report.source = -1;
+    report.image = 0;
     if (spooled) SetupSpooledDATProcessor(images[0], images[2], images[1]);
     ReadMcfXMLData();
     return true;
 }
 
-void TMCFIOManager::TMCF::ReadDataSource(TImage** slot, KVMCF_ReadMode mode, bool isSignal) {
+void TMCFIOManager::TMCF::ReadDataSource(int slot, KVMCF_ReadMode mode, bool isSignal) {
+    TStopReport::Source& progress = report.sources[slot];
+    progress.reached = true;
+    Enter(TFilePart::SourceCount, slot, 0);
     int count = 0;
+    RecordStream::Field(*stream, "image count");
     RecordStream::Read(*stream, count);
+    RecordStream::Field(*stream, "separator after the count");
     RecordStream::SkipSeparator(*stream);
-    if (!IsStreamGood()) throw TMCFLoadException();
-    if (count <= 0) return;
+    progress.count = count;
+    if (!IsStreamGood()) Stop();
+    if (count <= 0) {
+        progress.intact = true;
+        return;
+    }
 
-    *slot = new TImage();
-    TImage& image = **slot;
+    images[slot] = new TImage();
+    TImage& image = *images[slot];
     if (mode == KVMCF_READ_HEADER_ONLY) image.calibImage.SetHeaderOnly(true);
     if (spooled && isSignal) {
         image.calibImage.SetSpooledDAT(true);
@@ -134,11 +236,37 @@ void TMCFIOManager::TMCF::ReadDataSource(TImage** slot, KVMCF_ReadMode mode, boo
     }
     // Every further image overwrites the one before; only the last one stays.
     for (int i = 0; i < count; ++i) {
-        *stream >> image;
-        if (image.Header().GetActive() != 0) throw TMCFLoadException();
-        // A failed stream reads nothing more; the caller turns it into an error.
-        if (!IsStreamGood()) return;
+        const unsigned int index = static_cast<unsigned int>(i);
+        progress.frames = progress.frameLength = 0;
+        progress.dataStart = -1;
+        Enter(TFilePart::InstrumentHeader, slot, index);
+        progress.headerOffset = GetStreamPosition();
+        *stream >> image.Header();
+        if (stream->fail()) Stop();
+        // A header newer than this reader knows is marked active too.
+        if (image.Header().GetActive() != 0) {
+            if (image.Header().GetVersionLow() > 31)
+                StopAt("version word", progress.headerOffset,
+                       "a header layout this reader knows (minor version 31 or below)");
+            StopAt("Active", trail.mark, "0");
+        }
+        Enter(TFilePart::Calibration, slot, index);
+        *stream >> static_cast<TCalibImageData&>(image.calibImage);
+        if (stream->fail()) Stop();
+        Enter(TFilePart::ImageData, slot, index);
+        *stream >> static_cast<TKavriImageData&>(image.calibImage);
+        if (stream->good()) {
+            progress.frames = image.calibImage.GetNumberImages();
+            progress.frameLength = image.calibImage.GetDataLength();
+            progress.dataStart = image.calibImage.GetDataStartOffset();
+        } else if (trail.field == TKavriImageData::kPixelBlockField) {
+            progress.frames = static_cast<unsigned int>(trail.items);
+            progress.frameLength = static_cast<unsigned int>(trail.itemBytes / 4u);
+            progress.dataStart = trail.mark;
+        }
+        if (!IsStreamGood()) Stop();
     }
+    progress.intact = true;
 }
 
 bool TMCFIOManager::TMCF::ReadMcfXMLData() {
@@ -161,7 +289,21 @@ bool TMCFIOManager::TMCF::ReadMcfXMLData() {
     const long long end = SetStreamPosition(0, std::ios::end);
     if (end < tail || length > static_cast<std::uint64_t>(end - tail)) {
         stream->setstate(std::ios::failbit);
+        // Reported for the files whose sources are read; others never told of it.
+        if (report.formatKnown) {
+            report.part = TFilePart::ExtensionSection;
+            report.field = "length";
+            report.fileSize = end;
+            report.offset = end < tail ? 0 : end - tail;
+            report.expected = end < tail ? "8 length bytes before the marker"
+                                         : "a length of at most " + std::to_string(end - tail) + " bytes, found " +
+                                             std::to_string(length);
+        }
         return false;
+    }
+    if (report.formatKnown) {
+        report.hasExtension = true;
+        report.extensionOffset = end - tail - static_cast<long long>(length);
     }
     SetStreamPosition(-(tail + static_cast<long long>(length)), std::ios::end);
     std::vector<char> text(static_cast<std::size_t>(length) + 1, '\0');
@@ -243,7 +385,8 @@ unsigned int TMCFIOManager::ReadFromFile(char* path) {
     position = 0;
     virtualMemory = GetVirtualMemoryState(path);
     try {
-        mcf = new TMCF(accessMode, path, false);
+        stopReport = TStopReport();
+        mcf = new TMCF(accessMode, path, false, &stopReport);
     } catch (const TMCFLoadException&) {
         mcf = nullptr;
         return KVMCF_FORMAT_ERROR;
@@ -261,7 +404,8 @@ unsigned int TMCFIOManager::ReadFromByteArray(unsigned char* bytes, unsigned int
     if (bytes == nullptr) return KVMCF_P1INVALID;
     if (size == 0) return KVMCF_P2INVALID;
     // A format error leaves the library as TMCFLoadException; the open file frees itself.
-    mcf = new TMCF(accessMode, bytes, size);
+    stopReport = TStopReport();
+    mcf = new TMCF(accessMode, bytes, size, &stopReport);
     if (mcf->SetStreamPosition(0, std::ios::end) != static_cast<long long>(size)) return KVMCF_FILE_ERROR;
     mcf->SetStreamPosition(0, std::ios::beg);
     if (!mcf->IsStreamGood()) return KVMCF_FILE_ERROR;
@@ -273,7 +417,8 @@ unsigned int TMCFIOManager::ReadFromStream(std::unique_ptr<std::istream> owned) 
     CloseFile();
     position = 0;
     try {
-        mcf = new TMCF(accessMode, std::move(owned));
+        stopReport = TStopReport();
+        mcf = new TMCF(accessMode, std::move(owned), &stopReport);
     } catch (const TMCFLoadException&) {
         mcf = nullptr;
         return KVMCF_FORMAT_ERROR;

@@ -11,8 +11,46 @@
 #include "api/kvmcfio.h"
 #include "calib/CalibImage.h"
 #include "records/KestoImage.h"
+#include "records/RecordStream.h"
 
 class TMcfDataXML;
+
+// The parts of a file, in the order they are read.
+enum class TFilePart {
+    None,              // nothing failed
+    FileHeader,        // magic line and version word
+    SourceCount,       // the image count in front of a data source
+    InstrumentHeader,  // instrument header record with its sub-records
+    Calibration,       // calibration record
+    ImageData,         // image data record (text part)
+    PixelBlock,        // the pixels after the image data record
+    ExtensionSection,  // the section framed at the end of the file
+};
+
+// Where the read sequence stopped, and what each data source had shown by then.
+struct TStopReport {
+    TFilePart part = TFilePart::None;  // None: the whole file read
+    int source = -1;                   // data source slot 0..4; -1 before the first source
+    unsigned int image = 0;            // 0-based image within the source
+    std::string field;                 // the field, where the reader names one; else empty
+    long long offset = -1;             // byte offset where reading stopped
+    std::string expected;              // what had to stand there
+
+    struct Source {
+        int count = 0;                 // images the file declares (0 or less: absent)
+        bool reached = false;          // reading got as far as this source's count
+        bool intact = false;           // every image of the source read whole
+        unsigned int frames = 0;       // frames the last image read declares
+        unsigned int frameLength = 0;  // pixels per frame
+        long long headerOffset = -1;   // where the last image's instrument header starts
+        long long dataStart = -1;      // first pixel byte of the last image, when its text read whole
+    } sources[5];
+    long long fileSize = -1;
+    bool formatKnown = false;  // magic line and version 1.2 recognised: sources are read
+    unsigned int versionWord = 0;
+    bool hasExtension = false;       // a well framed extension section ends the file
+    long long extensionOffset = -1;  // where its text starts
+};
 
 // Thrown by the read sequence on any format fault. Carries nothing on purpose:
 // callers of the byte-array open catch it by type.
@@ -38,16 +76,17 @@ public:
 
     class TMCF {
     public:
-        TMCF(KVMCF_ReadMode mode, const char* path, bool spooled);
-        TMCF(KVMCF_ReadMode mode, unsigned char* bytes, unsigned int size);
+        // On a format fault these throw TMCFLoadException, after filling *stop when given.
+        TMCF(KVMCF_ReadMode mode, const char* path, bool spooled, TStopReport* stop = nullptr);
+        TMCF(KVMCF_ReadMode mode, const unsigned char* bytes, unsigned int size, TStopReport* stop = nullptr);
         // Reads from a stream it then owns (a stream over any byte source).
-        TMCF(KVMCF_ReadMode mode, std::unique_ptr<std::istream> owned);
+        TMCF(KVMCF_ReadMode mode, std::unique_ptr<std::istream> owned, TStopReport* stop = nullptr);
         ~TMCF();
         TMCF(const TMCF&) = delete;
         TMCF& operator=(const TMCF&) = delete;
 
         bool ReadFile();
-        void ReadDataSource(TImage** slot, KVMCF_ReadMode mode, bool isSignal);
+        void ReadDataSource(int slot, KVMCF_ReadMode mode, bool isSignal);
         bool ReadMcfXMLData();
         bool readXMLForKestoImage(TMcfDataXML& xml, const char* plural, const char* singular, TImage* image);
 
@@ -65,14 +104,25 @@ public:
         unsigned int GetVersionHigh() const { return versionHigh; }
         unsigned int GetVersionLow() const { return versionLow; }
         // Whether the magic line and the version word were recognised, so the sources were read.
-        bool IsKnownFormat() const { return knownFormat; }
+        bool IsKnownFormat() const { return report.formatKnown; }
         KVMCF_ReadMode GetAccessMode() const { return accessMode; }
         const std::string& GetFileName() const { return fileName; }
+        // Where reading stopped: part None for a file that read whole.
+        const TStopReport& GetStopReport() const { return report; }
 
         static constexpr int kSlots = 5;
 
     private:
         void Cleanup() noexcept;
+        // Reads with the stop report kept; on a fault fills *stop, cleans up and throws.
+        void Open(TStopReport* stop);
+        // The part about to be read; a failed stream keeps the part it failed in.
+        void Enter(TFilePart part, int source, unsigned int image);
+        // Ends reading at a format fault: the report says where, then it throws.
+        [[noreturn]] void Stop(std::string expected = std::string());
+        // Stops at a field refused for its value, not for its text.
+        [[noreturn]] void StopAt(const char* field, long long offset, const std::string& expected);
+        std::string ExpectedAt(long long offset);
         void UseClassicLocale();
         // Parses the extension section's text, once, into each source's image.
         void ReadExtensionSection(const char* text);
@@ -84,9 +134,10 @@ public:
         KVMCF_ReadMode accessMode = KVMCF_READ_ALL;
         unsigned int versionHigh = 0;
         unsigned int versionLow = 0;
-        bool knownFormat = false;
         std::string fileName;
         unsigned long long seekCount = 0;
+        TStopReport report;
+        RecordStream::Trail trail;
     };
 
     TMCFIOManager();
@@ -131,6 +182,8 @@ public:
 
     KVMCF_ReadMode GetAccessMode() const { return accessMode; }
     TMCF* GetOpenFile() const { return mcf; }
+    // Where the last open stopped reading: part None when it read the whole file.
+    const TStopReport& GetStopReport() const { return stopReport; }
 
 private:
     // 22004 with nothing open, 22007 for an absent source, else 22002 with the image.
@@ -140,6 +193,7 @@ private:
     unsigned int Answer(KVMCF_DataSource source, T* out, Get get) const;
 
     TMCF* mcf = nullptr;
+    TStopReport stopReport;
     char fileName[512 + 1] = {};
     KVMCF_ReadMode accessMode = KVMCF_READ_ALL;
     long long position = 0;

@@ -262,11 +262,13 @@ void TCalibImageData::SetZCalConstants(float c0, float c1, float c2, float c3) {
 std::istream& operator>>(std::istream& is, TCalibImageData& data) {
     namespace rs = RecordStream;
     unsigned int version = 0;
+    rs::Field(is, "version word");
     rs::Read(is, version);
     data.versionHigh = rs::Major(version);
     data.versionLow = rs::Minor(version);
 
     // Type and unit bytes are positional: a blank or newline is a legal value.
+    rs::Field(is, "axis types and units");
     if (is.good()) {
         rs::ReadRawByte(is, data.xType);
         rs::ReadRawByte(is, data.xUnit);
@@ -277,14 +279,20 @@ std::istream& operator>>(std::istream& is, TCalibImageData& data) {
     }
 
     if (is.good()) {
+        rs::Field(is, "X constants");
         for (double& c : data.xCal) rs::Read(is, c);
+        rs::Field(is, "Y constants");
         for (float& c : data.yCal) rs::Read(is, c);
+        rs::Field(is, "Z constants");
         for (float& c : data.zCal) rs::Read(is, c);
     }
 
     if (rs::MinorAbove(version, 2)) {
+        rs::Field(is, "Rayleigh wavelength");
         rs::Read(is, data.rayleighWavelength);
+        rs::Field(is, "pixel length");
         rs::Read(is, data.pixelLength);
+        rs::Field(is, "pixel height");
         rs::Read(is, data.pixelHeight);
     } else {
         data.rayleighWavelength = 0.0f;
@@ -294,6 +302,7 @@ std::istream& operator>>(std::istream& is, TCalibImageData& data) {
 
     // Not the shared major-aware gate: a major-0 record with minor above 3 has the flag too.
     if (data.versionHigh > 1 || data.versionLow > 3) {
+        rs::Field(is, "wavelength flag");
         rs::Read(is, data.xIsWavelength);
     } else {
         data.xIsWavelength =
@@ -301,8 +310,11 @@ std::istream& operator>>(std::istream& is, TCalibImageData& data) {
                                                                                                              : 0;
     }
 
+    rs::Field(is, "X label");
     ReadLabel(is, data.xText);
+    rs::Field(is, "Y label");
     ReadLabel(is, data.yText);
+    rs::Field(is, "Z label");
     ReadLabel(is, data.zText);
     return is;
 }

@@ -175,10 +175,7 @@ void File::Impl::Open(const std::string& what) {
     const unsigned int code = manager.ReadFromStream(std::make_unique<TFileStream>(source));
     if (callback)
         if (std::exception_ptr e = callback->TakeError()) std::rethrow_exception(e);
-    if (code == result::FormatError) {
-        TFileStream again(source);
-        FailFormat(what, ReadDiagnosis::Diagnose(again));
-    }
+    if (code == result::FormatError) FailFormat(what, ReadDiagnosis::FromReport(manager.GetStopReport(), -1));
     if (code != result::Success) Fail(code, what);
     TMCFIOManager::TMCF* mcf = manager.GetOpenFile();
     if (!mcf->IsKnownFormat()) FailNotMultiChannel(what);

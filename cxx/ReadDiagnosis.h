@@ -1,14 +1,11 @@
 // Where and why a multi-channel file stops reading.
 //
-// Re-reads a file record by record with the library's own record readers, in the
-// same order as the open sequence, and notes the position before each record. When a
-// record fails, the stream's position after the failure is where reading stopped;
-// for the file header, the calibration record and the image data record the failing
-// field is found too. Pixel blocks are never loaded: a short block is measured, and
-// the whole frames it still holds are counted.
+// The open itself says where it stopped (source, image, record, field, byte offset,
+// what was expected): the diagnosis runs it headers only and adds what the open
+// cannot know, the whole frames each source still holds in its pixel block.
 //
 // Diagnosis never throws for bad input and allocates nothing sized by the file
-// beyond what the record readers themselves allow.
+// beyond what the open itself allows.
 #ifndef KVMCF_API_READDIAGNOSIS_H
 #define KVMCF_API_READDIAGNOSIS_H
 
@@ -16,19 +13,12 @@
 #include <istream>
 #include <string>
 
+#include "api/MCFIOManager.h"
+
 namespace ReadDiagnosis {
 
 // The parts of a file, in the order they are read.
-enum class Part {
-    None,              // nothing failed
-    FileHeader,        // magic line and version word
-    SourceCount,       // the image count in front of a data source
-    InstrumentHeader,  // instrument header record with its sub-records
-    Calibration,       // calibration record
-    ImageData,         // image data record (text part)
-    PixelBlock,        // the pixels after the image data record
-    ExtensionSection,  // the section framed at the end of the file
-};
+using Part = TFilePart;
 
 // Stable lower-case name of a part: "file header", "source count", "instrument header",
 // "calibration", "image data", "pixel block", "extension section"; "" for None.
@@ -49,16 +39,9 @@ struct ReadStop {
     std::string expected;   // what had to stand there
 };
 
-// What was found of one data source.
-struct SourceState {
-    int count = 0;                 // images the file declares (0 or less: absent)
-    bool reached = false;          // reading got as far as this source's count
-    bool intact = false;           // every image of the source read whole
-    unsigned int frames = 0;       // frames the last image read declares
+// What the open found of one data source, with its whole frames measured.
+struct SourceState : TStopReport::Source {
     unsigned int wholeFrames = 0;  // frames whose pixels are all in the file
-    unsigned int frameLength = 0;  // pixels per frame
-    long long headerOffset = -1;   // where the last image's instrument header starts
-    long long dataStart = -1;      // first pixel byte of the last image, when its text read whole
 };
 
 struct Diagnosis {
@@ -74,9 +57,8 @@ struct Diagnosis {
     std::string Describe() const;
 };
 
-// Diagnoses the file held in a seekable stream from its start. The stream is left
-// in an unspecified state.
-Diagnosis Diagnose(std::istream& is);
+// What the open's stop report says, with the whole frames measured against fileSize.
+Diagnosis FromReport(const TStopReport& report, long long fileSize);
 Diagnosis DiagnoseBytes(const void* bytes, std::size_t size);
 // A path that cannot be opened stops at offset 0 of the file header, expected "a readable file".
 Diagnosis DiagnoseFile(const std::string& path);

@@ -17,15 +17,10 @@ const unsigned int kPixelBytes = 4;
 // A sub-image line is its record (version and six ints) and its offset.
 const unsigned long long kSubImageNumbers = 8;
 
-// Whether the rest of the stream can hold what the counts claim: the sub-image lines,
-// one number per time stamp, the final newline and, unless the pixels live elsewhere,
-// the whole pixel block (header-only readers seek over it all the same).
-bool CountsFitStream(std::istream& is, unsigned long long subImages, unsigned long long frames,
-                     unsigned long long frameLength, bool pixelsInStream) {
-    const unsigned long long numbers = subImages * kSubImageNumbers + frames;
-    if (!StreamBounds::HoldsNumbers(is, numbers, 1)) return false;
-    const unsigned long long text = numbers * StreamBounds::kMinNumberBytes + 1;
-    return !pixelsInStream || StreamBounds::HoldsBlock(is, text, frames, frameLength * kPixelBytes);
+// Whether the rest of the stream can hold the text the counts claim: the sub-image
+// lines, one number per time stamp and the final newline.
+bool CountsFitStream(std::istream& is, unsigned long long subImages, unsigned long long frames) {
+    return StreamBounds::HoldsNumbers(is, subImages * kSubImageNumbers + frames, 1);
 }
 
 void WriteZeros(std::ostream& os, unsigned long long bytes) {
@@ -202,87 +197,92 @@ void TKavriImageData::ClearReadFrameCache() {
 // ---------------------------------------------------------------------------
 // Record
 
+// A record whose counts the stream cannot hold keeps none of them.
+std::istream& Refused(std::istream& is, TKavriImageData& data) {
+    data.numberSubImages = 0;
+    data.numberImages = 0;
+    data.subImages.clear();
+    data.subImageOffsets.clear();
+    data.timeStamps.clear();
+    data.metaData.clear();
+    return RecordStream::Refuse(is);
+}
+
 std::istream& operator>>(std::istream& is, TKavriImageData& data) {
+    namespace rs = RecordStream;
     unsigned int version = 0;
-    RecordStream::Read(is, version);
-    data.versionHigh = RecordStream::Major(version);
-    data.versionLow = RecordStream::Minor(version);
+    rs::Field(is, "version word");
+    rs::Read(is, version);
+    data.versionHigh = rs::Major(version);
+    data.versionLow = rs::Minor(version);
 
+    rs::Field(is, "detector rectangle");
     is >> data.detectorRect;
-    RecordStream::Read(is, data.numberImages);
-    RecordStream::Read(is, data.numberSubImages);
-    RecordStream::Read(is, data.totalLength);  // kept as stored, never checked
-    RecordStream::Read(is, data.frameLength);
+    rs::Field(is, "number of images");
+    rs::Read(is, data.numberImages);
+    rs::Field(is, "number of sub-images");
+    rs::Read(is, data.numberSubImages);
+    rs::Field(is, "total length");
+    rs::Read(is, data.totalLength);  // kept as stored, never checked
+    rs::Field(is, "frame length");
+    rs::Read(is, data.frameLength);
 
-    unsigned int bytesPerPixel = 0;
-    const bool formatUnsupported = data.GetDataFormatBytesPerPixel(bytesPerPixel);
-    const bool pixelsInStream = !data.spooledDAT && !formatUnsupported;
     data.DeleteDataArray();
     // Counts the rest of the stream cannot hold are refused before anything is sized by them.
-    if (!CountsFitStream(is, data.numberSubImages, data.numberImages, data.frameLength, pixelsInStream)) {
-        data.numberSubImages = 0;
-        data.numberImages = 0;
-        data.subImages.clear();
-        data.subImageOffsets.clear();
-        data.timeStamps.clear();
-        data.metaData.clear();
-        is.setstate(std::ios::failbit);
-        return is;
-    }
+    rs::Field(is, TKavriImageData::kCountsField);
+    if (!CountsFitStream(is, data.numberSubImages, data.numberImages)) return Refused(is, data);
     try {
         data.subImages.assign(data.numberSubImages, TSubImage());
         data.subImageOffsets.assign(data.numberSubImages, 0);
         data.CreateTimeStamps();
         data.CreateMetaData();
-        if (!data.spoolMode && !data.headerOnly)
-            data.CreateDataArray(DataStore::Float, data.numberImages, data.frameLength, false);
     } catch (const std::bad_alloc&) {
-        is.setstate(std::ios::failbit);
+        rs::Refuse(is);
         return is;
     }
 
     for (unsigned int k = 0; k < data.numberSubImages; ++k) {
+        rs::Field(is, "sub-image", k);
         is >> data.subImages[k];
-        RecordStream::Read(is, data.subImageOffsets[k]);  // taken as stored, not recomputed
+        rs::Field(is, "offset of sub-image", k);
+        rs::Read(is, data.subImageOffsets[k]);  // taken as stored, not recomputed
     }
 
     // Versions before 1.3 stored time stamps a thousand times coarser.
     const bool coarseTimeStamps = data.versionHigh == 1 && data.versionLow < 3;
-    RecordStream::ReadArray(is, data.timeStamps.data(), data.numberImages);
+    rs::ReadNamedArray(is, "time stamp", data.timeStamps.data(), data.numberImages);
     if (coarseTimeStamps)
         for (unsigned int& stamp : data.timeStamps) stamp *= 1000;
 
     // Version 1.4 always has metadata words and no flag; later 1.x say so in a flag.
-    if (data.versionHigh == 1 && data.versionLow > 4)
-        RecordStream::Read(is, data.metaDataFlag);
-    else if (data.versionHigh == 1 && data.versionLow == 4)
+    if (data.versionHigh == 1 && data.versionLow > 4) {
+        rs::Field(is, "metadata flag");
+        rs::Read(is, data.metaDataFlag);
+    } else if (data.versionHigh == 1 && data.versionLow == 4) {
         data.metaDataFlag = 1;
-    if (data.metaDataFlag == 1)
-        RecordStream::ReadArray(is, data.metaData.data(), data.numberImages);
+    }
+    if (data.metaDataFlag == 1) rs::ReadNamedArray(is, "metadata word", data.metaData.data(), data.numberImages);
 
-    RecordStream::SkipSeparator(is);  // the newline ending the last text line
+    rs::Field(is, "newline before the pixel block");
+    rs::SkipSeparator(is);  // the newline ending the last text line
     data.dataStartOffset = static_cast<long long>(is.tellg());
 
-    if (!pixelsInStream) return is;
-    // Pixels are little-endian floats, the host's own order.
-    const std::streamoff frameBytes = static_cast<std::streamoff>(data.frameLength) * kPixelBytes;
-    // A file stream seeks past its end without failing: a skipped block that is not all
-    // there must fail the stream as the short read of a full read does.
-    const bool skipping = data.spoolMode || data.headerOnly;
-    const unsigned long long skipBytes = static_cast<unsigned long long>(frameBytes);
-    if (skipping && !StreamBounds::HoldsItems(is, data.numberImages, skipBytes)) {
-        is.setstate(std::ios::failbit);
-        return is;
-    }
-    if (skipping) {
-        // The block is known to be there: one seek lands where a seek per frame would,
-        // without a system call per frame.
-        if (data.numberImages > 0) is.seekg(frameBytes * static_cast<std::streamoff>(data.numberImages), std::ios::cur);
-        return is;
+    // The pixel block: little-endian floats, the host's own order. It must be all there
+    // before frames are made for it or it is passed over.
+    unsigned int bytesPerPixel = 0;
+    if (data.spooledDAT || data.GetDataFormatBytesPerPixel(bytesPerPixel)) return is;
+    const unsigned long long frameBytes = static_cast<unsigned long long>(data.frameLength) * bytesPerPixel;
+    if (!rs::HoldsBlock(is, TKavriImageData::kPixelBlockField, data.numberImages, frameBytes))
+        return Refused(is, data);
+    if (data.spoolMode || data.headerOnly) return rs::SkipBlock(is, data.numberImages, frameBytes);
+    try {
+        data.CreateDataArray(DataStore::Float, data.numberImages, data.frameLength, false);
+    } catch (const std::bad_alloc&) {
+        return rs::Refuse(is);
     }
     for (unsigned int i = 1; i <= data.numberImages && is.good(); ++i) {
         float* pixels = data.ObtainWriteImagePtr(i);
-        if (pixels) is.read(reinterpret_cast<char*>(pixels), static_cast<std::streamsize>(data.frameLength) * bytesPerPixel);
+        if (pixels) rs::ReadBytes(is, reinterpret_cast<char*>(pixels), frameBytes);
         data.ReleaseImagePtr(i);
     }
     return is;

@@ -145,6 +145,7 @@ std::istream& operator>>(std::istream& is, TKestoImageData& h) {
     }
 
     Read(is, h.Type);
+    Mark(is, "Active");  // an image not marked inactive is refused by the whole-file reader
     Read(is, h.Active);
     Read(is, h.Version);
     Read(is, h.Time);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "records/StreamBounds.h"
+
 namespace RecordStream {
 
 std::istream& SkipSeparator(std::istream& is) {
@@ -113,6 +115,97 @@ int PadFile(std::ostream& os, unsigned int count) {
         os.put('\n');
     }
     return 0;
+}
+
+namespace {
+
+int TrailWord() {
+    static const int index = std::ios_base::xalloc();
+    return index;
+}
+
+template <class T>
+std::istream& NamedArray(std::istream& is, const char* name, T* values, std::size_t n) {
+    Trail* trail = Following(is);
+    if (!trail || trail->ended || is.fail() || n == 0) return ReadArray(is, values, n);
+    Field(is, name, 0);
+    if (trail->ended) return ReadArray(is, values, n);  // its first element fails
+    const std::streampos start = is.tellg();
+    ReadArray(is, values, n);
+    if (!is.fail() || start == std::streampos(-1)) return is;
+    // Which element failed: read again one at a time, then stand where reading stopped.
+    const std::ios::iostate state = is.rdstate();
+    is.clear();
+    const std::streampos stop = is.tellg();
+    is.seekg(start);
+    T scratch{};
+    std::size_t i = 0;
+    while (i + 1 < n && Read(is, scratch)) ++i;
+    trail->index = static_cast<long long>(i);
+    is.clear();
+    is.seekg(stop);
+    is.setstate(state);
+    return is;
+}
+
+}  // namespace
+
+void Follow(std::istream& is, Trail* trail) { is.pword(TrailWord()) = trail; }
+
+Trail* Following(std::istream& is) { return static_cast<Trail*>(is.pword(TrailWord())); }
+
+void Mark(std::istream& is, const char* name) {
+    Trail* trail = Following(is);
+    if (!trail || trail->ended || is.fail()) return;
+    is >> std::ws;  // what the number's own read skips first
+    Field(is, name);
+    if (is.good()) trail->mark = static_cast<long long>(is.tellg());
+}
+
+std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned int* values, std::size_t n) {
+    return NamedArray(is, name, values, n);
+}
+
+std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned long long* values, std::size_t n) {
+    return NamedArray(is, name, values, n);
+}
+
+std::istream& Refuse(std::istream& is) {
+    is.setstate(std::ios::failbit);
+    return is;
+}
+
+bool HoldsBlock(std::istream& is, const char* name, unsigned long long count, unsigned long long size) {
+    Field(is, name);
+    if (StreamBounds::HoldsItems(is, count, size)) return true;
+    Trail* trail = Following(is);
+    if (trail && trail->field == name && !is.fail()) {
+        const long long left = Remaining(is);
+        const unsigned long long whole = left < 0 ? 0 : static_cast<unsigned long long>(left) / size;
+        trail->index = static_cast<long long>(std::min(whole, count));
+        trail->mark = static_cast<long long>(is.tellg());
+        trail->items = count;
+        trail->itemBytes = size;
+    }
+    Refuse(is);
+    return false;
+}
+
+std::istream& SkipBlock(std::istream& is, unsigned long long count, unsigned long long size) {
+    if (count > 0 && size > 0) is.seekg(static_cast<std::streamoff>(count * size), std::ios::cur);
+    return is;
+}
+
+std::istream& ReadBytes(std::istream& is, char* dest, unsigned long long size) {
+    return is.read(dest, static_cast<std::streamsize>(size));
+}
+
+long long StopOffset(std::istream& is) {
+    const std::ios::iostate state = is.rdstate();
+    is.clear();
+    const long long here = static_cast<long long>(is.tellg());
+    is.setstate(state);
+    return here;
 }
 
 long long Remaining(std::istream& is) {

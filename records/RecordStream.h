@@ -90,6 +90,56 @@ std::ostream& WriteRawByte(std::ostream& os, unsigned char value);
 // for a remainder r, r - 1 spaces and "\n". Returns 0.
 int PadFile(std::ostream& os, unsigned int count);
 
+// Where reading stopped. A reader of a whole file attaches a trail to its stream; the
+// record readers name each field as they come to it. Naming stores a pointer in the
+// stream's own word and stops once the stream has failed, so the name left is that of
+// the field that failed. A stream that reached its end without failing has its next
+// named field fail, so naming stops there too. Streams without a trail name nothing.
+struct Trail {
+    const char* field = "";
+    long long index = -1;   // element of a counted field (sub-image, frame), 0-based
+    long long mark = -1;    // where the marked field starts
+    bool ended = false;     // the stream reached its end: the field named last fails
+    // A block found short: where it starts, its items and their size.
+    unsigned long long items = 0, itemBytes = 0;
+    void Reset() { *this = Trail(); }
+};
+void Follow(std::istream& is, Trail* trail);
+Trail* Following(std::istream& is);
+
+// Names the field read next; element `index` of a counted field.
+inline void Field(std::istream& is, const char* name, long long index = -1) {
+    Trail* trail = Following(is);
+    if (!trail || trail->ended || is.fail()) return;
+    trail->field = name;
+    trail->index = index;
+    trail->ended = is.eof();
+}
+// Names the field and notes where it starts, for a field the whole-file reader may
+// refuse by its value.
+void Mark(std::istream& is, const char* name);
+
+// n numbers in a row named `name`: on a failure the trail names the element that failed.
+std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned int* values, std::size_t n);
+std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned long long* values, std::size_t n);
+
+// Refuses what was read: the stream fails where it stands.
+std::istream& Refuse(std::istream& is);
+
+// A block of `count` items of `size` raw bytes each (frames of pixels) must be all
+// there before anything is sized by it or seeks over it: otherwise the stream is
+// refused and the trail names `name`, with the first item not whole as its element,
+// and keeps where the block starts (mark), its items and their size.
+bool HoldsBlock(std::istream& is, const char* name, unsigned long long count, unsigned long long size);
+// Passes over such a block, known to be there, in one seek.
+std::istream& SkipBlock(std::istream& is, unsigned long long count, unsigned long long size);
+// `size` raw bytes into dest; a short read fails the stream.
+std::istream& ReadBytes(std::istream& is, char* dest, unsigned long long size);
+
+// Byte offset where a failed stream stopped: its get position once cleared. The
+// stream's state is left as it was.
+long long StopOffset(std::istream& is);
+
 // Bytes left between the get position and the end of the stream, or -1 when the
 // stream cannot tell (not seekable, failed). Used to refuse counts no stream can hold
 // before anything is allocated for them.

@@ -156,7 +156,7 @@ TEST(Check, NamesSourceRecordAndOffset) {
         EXPECT_NE(said.find(part), std::string::npos) << part << "\n" << said;
 
     EXPECT_EQ(Command(kvmcftools::RunCheck, {damaged.Path()}, &said), 1);
-    EXPECT_NE(said.find("stops at: background source, image 1, image data record, time stamp 2, byte " +
+    EXPECT_NE(said.find("stops at: background source, image 0, image data record, time stamp 2, byte " +
                         std::to_string(stamp + 8)),
               std::string::npos)
         << said;
