@@ -1,46 +1,28 @@
 #include "api/FileStreamBuf.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstring>
 #include <limits>
 
 TFileStreamBuf::TFileStreamBuf(const char* path, std::size_t bufferSize)
     : capacity_(bufferSize > 0 ? bufferSize : 1) {
-    if (path) {
-        do {
-            fd_ = ::open(path, O_RDONLY | O_CLOEXEC);
-        } while (fd_ < 0 && errno == EINTR);
-    }
+    auto file = std::make_shared<const TFileByteSource>(path);
+    if (file->IsOpen()) source_ = std::move(file);
 }
 
-TFileStreamBuf::~TFileStreamBuf() {
-    if (fd_ >= 0) ::close(fd_);
-}
+TFileStreamBuf::TFileStreamBuf(std::shared_ptr<const TByteSource> source, std::size_t bufferSize)
+    : source_(std::move(source)), capacity_(bufferSize > 0 ? bufferSize : 1) {}
+
+TFileStreamBuf::~TFileStreamBuf() = default;
 
 TFileStreamBuf::off_type TFileStreamBuf::Position() const {
     return detached_ ? detachedPosition_ : bufferStart_ + (gptr() - eback());
 }
 
-TFileStreamBuf::off_type TFileStreamBuf::FileSize() const {
-    struct stat st {};
-    if (fd_ < 0 || ::fstat(fd_, &st) != 0) return -1;
-    return st.st_size;
-}
+TFileStreamBuf::off_type TFileStreamBuf::FileSize() const { return source_ ? source_->Size() : -1; }
 
 std::size_t TFileStreamBuf::ReadAt(char* dest, std::size_t n, off_type at) const {
-    if (fd_ < 0 || at < 0) return 0;
-    std::size_t got = 0;
-    while (got < n) {
-        const ssize_t r = ::pread(fd_, dest + got, n - got, static_cast<off_t>(at + static_cast<off_type>(got)));
-        if (r < 0 && errno == EINTR) continue;
-        if (r <= 0) break;
-        got += static_cast<std::size_t>(r);
-    }
-    return got;
+    if (!source_ || at < 0) return 0;
+    return source_->ReadAt(dest, n, static_cast<unsigned long long>(at));
 }
 
 // Within the bytes held the buffer is kept, so telling, and seeking back after
@@ -108,7 +90,7 @@ std::streamsize TFileStreamBuf::showmanyc() {
 // Like a file stream, a position past the end may be set; reads there find the end.
 TFileStreamBuf::pos_type TFileStreamBuf::seekoff(off_type off, std::ios_base::seekdir dir,
                                                  std::ios_base::openmode which) {
-    if (!(which & std::ios_base::in) || fd_ < 0) return pos_type(off_type(-1));
+    if (!(which & std::ios_base::in) || !source_) return pos_type(off_type(-1));
     off_type base = 0;
     if (dir == std::ios_base::cur) {
         base = Position();
@@ -128,6 +110,11 @@ TFileStreamBuf::pos_type TFileStreamBuf::seekpos(pos_type pos, std::ios_base::op
 }
 
 TFileStream::TFileStream(const char* path) : std::istream(nullptr), buf_(path) {
+    rdbuf(&buf_);
+    if (!buf_.IsOpen()) setstate(std::ios_base::failbit);
+}
+
+TFileStream::TFileStream(std::shared_ptr<const TByteSource> source) : std::istream(nullptr), buf_(std::move(source)) {
     rdbuf(&buf_);
     if (!buf_.IsOpen()) setstate(std::ios_base::failbit);
 }

@@ -1,11 +1,14 @@
-// Read-only input stream over a file, with a large buffer the record lexer reads in
-// place. Frames are read straight into the caller's memory, past the buffer.
+// Read-only input stream over a file or any other random-access byte source, with a
+// large buffer the record lexer reads in place. Frames are read straight into the
+// caller's memory, past the buffer.
 #ifndef KVMCF_API_FILESTREAMBUF_H
 #define KVMCF_API_FILESTREAMBUF_H
 
 #include <cstddef>
 #include <istream>
 #include <memory>
+
+#include "api/ByteSource.h"
 
 #include "records/RecordLexer.h"
 
@@ -15,11 +18,13 @@ public:
 
     // A path that cannot be opened leaves the buffer closed: every read finds the end.
     explicit TFileStreamBuf(const char* path, std::size_t bufferSize = kDefaultBufferSize);
+    // Reads through a source the caller may share (frames are read from it too).
+    explicit TFileStreamBuf(std::shared_ptr<const TByteSource> source, std::size_t bufferSize = kDefaultBufferSize);
     ~TFileStreamBuf() override;
     TFileStreamBuf(const TFileStreamBuf&) = delete;
     TFileStreamBuf& operator=(const TFileStreamBuf&) = delete;
 
-    bool IsOpen() const { return fd_ >= 0; }
+    bool IsOpen() const { return source_ != nullptr; }
 
 protected:
     int_type underflow() override;
@@ -31,12 +36,11 @@ protected:
 private:
     off_type Position() const;
     off_type FileSize() const;
-    // Reads up to n bytes at a file offset, retrying interrupted calls; 0 at the end
-    // of the file or on an error.
+    // Reads up to n bytes at a file offset; 0 at the end of the file or on an error.
     std::size_t ReadAt(char* dest, std::size_t n, off_type at) const;
     void MoveTo(off_type target);
 
-    int fd_ = -1;
+    std::shared_ptr<const TByteSource> source_;
     std::unique_ptr<char[]> buffer_;
     std::size_t capacity_;
     // The buffer holds the file's bytes [bufferStart_, bufferStart_ + bufferLength_).
@@ -51,6 +55,7 @@ private:
 class TFileStream : public std::istream {
 public:
     explicit TFileStream(const char* path);
+    explicit TFileStream(std::shared_ptr<const TByteSource> source);
 
 private:
     TFileStreamBuf buf_;

@@ -5,6 +5,7 @@
 #include <locale>
 #include <vector>
 
+#include "api/FileLayout.h"
 #include "api/FileStreamBuf.h"
 #include "api/MemoryStream.h"
 #include "api/PropertyTable.h"
@@ -13,13 +14,13 @@
 
 namespace {
 
-const char kMagicKavri[] = "Kavri Technology Multi-Channel File";
-const char kMagicHalvi[] = "Halvi Instruments Multi-Channel File";
-const char kSectionMarker[] = "MCFX";
+const char* const kMagicKavri = FileLayout::kMagicLines[0];
+const char* const kMagicHalvi = FileLayout::kMagicLines[1];
+using FileLayout::kSectionMarker;
 
 // Files of version 1.2 are the only ones whose data sources are read.
-const unsigned int kFileVersionHigh = 1;
-const unsigned int kFileVersionLow = 2;
+const unsigned int kFileVersionHigh = FileLayout::kVersionHigh;
+const unsigned int kFileVersionLow = FileLayout::kVersionLow;
 
 }  // namespace
 
@@ -53,6 +54,17 @@ TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, const char* path, bool spooledFla
 TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, unsigned char* bytes, unsigned int size) : accessMode(mode) {
     try {
         stream = new TMemoryStream(bytes, size);
+        UseClassicLocale();
+        ReadFile();
+    } catch (...) {
+        Cleanup();
+        throw;
+    }
+}
+
+TMCFIOManager::TMCF::TMCF(KVMCF_ReadMode mode, std::unique_ptr<std::istream> owned) : accessMode(mode) {
+    try {
+        stream = owned.release();
         UseClassicLocale();
         ReadFile();
     } catch (...) {
@@ -130,49 +142,53 @@ void TMCFIOManager::TMCF::ReadDataSource(TImage** slot, KVMCF_ReadMode mode, boo
 }
 
 bool TMCFIOManager::TMCF::ReadMcfXMLData() {
-    const std::size_t markerSize = sizeof kSectionMarker - 1;
-    char marker[markerSize + 1] = {};
-    SetStreamPosition(-static_cast<long long>(markerSize), std::ios::end);
-    ReadFromStream(marker, static_cast<long long>(markerSize));
-    if (std::memcmp(marker, kSectionMarker, markerSize) != 0) return false;
+    using FileLayout::kSectionLengthBytes;
+    using FileLayout::kSectionMarkerBytes;
+    const long long tail = static_cast<long long>(FileLayout::kSectionTailBytes);
+    char marker[kSectionMarkerBytes + 1] = {};
+    SetStreamPosition(-static_cast<long long>(kSectionMarkerBytes), std::ios::end);
+    ReadFromStream(marker, static_cast<long long>(kSectionMarkerBytes));
+    if (std::memcmp(marker, kSectionMarker, kSectionMarkerBytes) != 0) return false;
 
-    unsigned char lengthBytes[8] = {};
-    SetStreamPosition(-12, std::ios::end);
-    ReadFromStream(reinterpret_cast<char*>(lengthBytes), 8);
+    unsigned char lengthBytes[kSectionLengthBytes] = {};
+    SetStreamPosition(-tail, std::ios::end);
+    ReadFromStream(reinterpret_cast<char*>(lengthBytes), static_cast<long long>(kSectionLengthBytes));
     std::uint64_t length = 0;
-    for (int i = 7; i >= 0; --i) length = (length << 8) | lengthBytes[i];
+    for (std::size_t i = kSectionLengthBytes; i-- > 0;) length = (length << 8) | lengthBytes[i];
 
     // A length the file cannot hold would seek before its start: fail as that seek
     // would, without allocating for it.
     const long long end = SetStreamPosition(0, std::ios::end);
-    if (end < 12 || length > static_cast<std::uint64_t>(end - 12)) {
+    if (end < tail || length > static_cast<std::uint64_t>(end - tail)) {
         stream->setstate(std::ios::failbit);
         return false;
     }
-    SetStreamPosition(-(12 + static_cast<long long>(length)), std::ios::end);
+    SetStreamPosition(-(tail + static_cast<long long>(length)), std::ios::end);
     std::vector<char> text(static_cast<std::size_t>(length) + 1, '\0');
     ReadFromStream(text.data(), static_cast<long long>(length));
     ReadExtensionSection(text.data());
     return true;
 }
 
+// The section is parsed here once; what each source's item holds stays with its image.
 void TMCFIOManager::TMCF::ReadExtensionSection(const char* text) {
     TMcfDataXML xml(text);
-    readXMLForKestoImage(xml, "Signals", "Signal", images[0]);
-    readXMLForKestoImage(xml, "References", "Reference", images[1]);
-    readXMLForKestoImage(xml, "Backgrounds", "Background", images[2]);
-    readXMLForKestoImage(xml, "Lives", "Live", images[3]);
-    readXMLForKestoImage(xml, "Sources", "Source", images[4]);
+    for (int slot = 0; slot < kSlots; ++slot)
+        readXMLForKestoImage(xml, FileLayout::kSources[slot].sectionList, FileLayout::kSources[slot].sectionItem,
+                             images[slot]);
 }
 
-// Only the header extras and readout settings are read here: the per-frame metadata
-// and time code texts stay in the section.
+// The header extras, the per-frame metadata packets and time codes (which no exported
+// function answers, but the C++ interface does) and the readout settings.
 bool TMCFIOManager::TMCF::readXMLForKestoImage(TMcfDataXML& xml, const char* plural, const char* singular,
                                                 TImage* image) {
     if (image == nullptr || !xml.SetFirstChildNode(plural)) return true;
     // Only the first item of a list is used.
     if (xml.SetFirstChildNode(singular)) {
-        image->Header().ReadXMLDataStructure(xml);
+        const int frames = static_cast<int>(image->calibImage.GetNumberImages());
+        image->kestoImage.GetMetaDataHandler().SetSeriesLength(frames);
+        image->kestoImage.GetIRIGDataHandler().SetSeriesLength(frames);
+        image->kestoImage.ReadXMLDataStructure(xml);
         image->calibImage.ReadXMLDataStructure(xml);
         xml.PopNode();
     }
@@ -253,6 +269,24 @@ unsigned int TMCFIOManager::ReadFromByteArray(unsigned char* bytes, unsigned int
     return KVMCF_SUCCESS;
 }
 
+unsigned int TMCFIOManager::ReadFromStream(std::unique_ptr<std::istream> owned) {
+    CloseFile();
+    position = 0;
+    try {
+        mcf = new TMCF(accessMode, std::move(owned));
+    } catch (const TMCFLoadException&) {
+        mcf = nullptr;
+        return KVMCF_FORMAT_ERROR;
+    }
+    if (!mcf->IsStreamGood()) {
+        CloseFile();
+        return KVMCF_FILE_ERROR;
+    }
+    inMemory = 0;
+    position = mcf->GetStreamPosition();
+    return KVMCF_SUCCESS;
+}
+
 TMCFIOManager::TImage* TMCFIOManager::GetDataSourceImage(KVMCF_DataSource source) const {
     const long long slot = static_cast<long long>(source) - KVMCF_SIGNAL;
     if (mcf == nullptr || slot < 0 || slot >= TMCF::kSlots) return nullptr;
@@ -316,7 +350,7 @@ unsigned int TMCFIOManager::GetFrame(KVMCF_DataSource source, unsigned int index
     const unsigned int result = Lookup(source, image);
     if (result != KVMCF_SUCCESS) return result;
     TCalibImage& data = image->calibImage;
-    const unsigned long long frameBytes = static_cast<unsigned long long>(data.GetDataLength()) * 4u;
+    const unsigned long long frameBytes = static_cast<unsigned long long>(data.GetDataLength()) * FileLayout::kPixelBytes;
 
     const bool fromMemory =
         data.GetSpooledDAT() || (accessMode != KVMCF_READ_HEADER_ONLY && inMemory == 1);
@@ -353,7 +387,7 @@ unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float* buffer,
         const unsigned int frames = data.GetNumberImages();
         for (unsigned int frame = 1; frame <= frames; ++frame) {
             const float* pixels = data.ObtainReadImagePtr(frame);
-            if (pixels) std::memcpy(buffer, pixels, static_cast<std::size_t>(length) * 4u);
+            if (pixels) std::memcpy(buffer, pixels, static_cast<std::size_t>(length) * FileLayout::kPixelBytes);
             data.ReleaseImagePtr(frame);
             buffer += length;
         }
@@ -364,7 +398,7 @@ unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float* buffer,
     try {
         if (position != data.GetDataStartOffset()) mcf->SetStreamPosition(data.GetDataStartOffset(), std::ios::beg);
         // The caller's buffer length decides the byte count, as a 32-bit product.
-        const unsigned int count = 4u * size;
+        const unsigned int count = FileLayout::kPixelBytes * size;
         mcf->ReadFromStream(reinterpret_cast<char*>(buffer), count);
         position += count;
         // A buffer larger than the data reads to the end of the input and still

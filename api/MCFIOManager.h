@@ -40,6 +40,8 @@ public:
     public:
         TMCF(KVMCF_ReadMode mode, const char* path, bool spooled);
         TMCF(KVMCF_ReadMode mode, unsigned char* bytes, unsigned int size);
+        // Reads from a stream it then owns (a stream over any byte source).
+        TMCF(KVMCF_ReadMode mode, std::unique_ptr<std::istream> owned);
         ~TMCF();
         TMCF(const TMCF&) = delete;
         TMCF& operator=(const TMCF&) = delete;
@@ -72,7 +74,7 @@ public:
     private:
         void Cleanup() noexcept;
         void UseClassicLocale();
-        // Hands the extension section's text to the header and calibration readers.
+        // Parses the extension section's text, once, into each source's image.
         void ReadExtensionSection(const char* text);
 
         TImage* images[kSlots] = {};
@@ -94,6 +96,9 @@ public:
 
     unsigned int ReadFromFile(char* path);
     unsigned int ReadFromByteArray(unsigned char* bytes, unsigned int size);
+    // Opens from a stream the manager then owns; the path open's result codes, and
+    // nothing is loaded unless it succeeds.
+    unsigned int ReadFromStream(std::unique_ptr<std::istream> stream);
     unsigned int CloseFile();
     unsigned int SetFileAccessMode(KVMCF_ReadMode mode);
     bool IsMCFLoaded() const { return mcf != nullptr; }

@@ -160,30 +160,34 @@ void WriteUserText(const Value& value, char* text, unsigned int size) {
 
 // ----- the table
 
-#define HDR(NAME, TYPE, FORMAT, EXPR)                                                  \
-    {NAME, Match::Exact, TYPE,                                                         \
+// Rows: the name, its position in the type query's order, how the value query and the
+// type query match it, its type, how its value is read, and how it is printed.
+#define HDR_TYPED(NAME, RANK, TYPE_MATCH, TYPE, FORMAT, EXPR)                          \
+    {NAME, RANK, Match::Exact, TYPE_MATCH, TYPE,                                       \
      [](const Context& c, Value* v) -> unsigned int {                                  \
          *v = Typed(TYPE, EXPR);                                                       \
          return KVMCF_SUCCESS;                                                         \
      },                                                                                \
      FORMAT, nullptr, nullptr}
-#define TXT(NAME, EXPR)                                                                \
-    {NAME, Match::Exact, KVMCF_TYPE_STRING,                                            \
+#define HDR(NAME, RANK, TYPE, FORMAT, EXPR) HDR_TYPED(NAME, RANK, Match::Exact, TYPE, FORMAT, EXPR)
+#define TXT(NAME, RANK, EXPR)                                                          \
+    {NAME, RANK, Match::Exact, Match::Exact, KVMCF_TYPE_STRING,                        \
      [](const Context& c, Value* v) -> unsigned int {                                  \
          (void)c;                                                                      \
          *v = Text(EXPR);                                                              \
          return KVMCF_SUCCESS;                                                         \
      },                                                                                \
      nullptr, nullptr, nullptr}
-#define FIRST_SUB(NAME, SUBNAME)                                                                                 \
-    {NAME, Match::Exact, KVMCF_TYPE_INT32,                                                                       \
+#define FIRST_SUB(NAME, RANK, SUBNAME)                                                                           \
+    {NAME, RANK, Match::Exact, Match::Exact, KVMCF_TYPE_INT32,                                                   \
      [](const Context& c, Value* v) -> unsigned int { return SubImageValue(c, SUBNAME, v); }, "%i", nullptr, \
      nullptr}
-#define OUTPUT_ROWS(LETTER, I)                                                                                    \
-    HDR("Output" LETTER "Enabled", KVMCF_TYPE_INT32, "%d", Intensifier(c).ExtOutEnabled[I]),                    \
-    HDR("Output" LETTER "Width", KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).ExtOutTime0PS[I]),                  \
-    HDR("Output" LETTER "Delay", KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).ExtOutTime1PS[I]),                  \
-    TXT("Output" LETTER "Polarity", Intensifier(c).ExtOutPolarity[I] == 1 ? "Negative" : "Positive")
+// The four rows of an output, consecutive in both orders.
+#define OUTPUT_ROWS(LETTER, I, RANK)                                                                              \
+    HDR("Output" LETTER "Enabled", RANK, KVMCF_TYPE_INT32, "%d", Intensifier(c).ExtOutEnabled[I]),              \
+    HDR("Output" LETTER "Width", RANK + 1, KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).ExtOutTime0PS[I]),        \
+    HDR("Output" LETTER "Delay", RANK + 2, KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).ExtOutTime1PS[I]),        \
+    TXT("Output" LETTER "Polarity", RANK + 3, Intensifier(c).ExtOutPolarity[I] == 1 ? "Negative" : "Positive")
 
 // Intensified heads report these settings from the intensifier record.
 #define USB(HEAD_VALUE, ICCD_VALUE) (isUSBGelta(&c.image) ? (ICCD_VALUE) : (HEAD_VALUE))
@@ -206,56 +210,56 @@ std::string HeaderText(const Context& c, void (TKestoImageData::*get)(char*) con
 }
 
 const Row kRows[] = {
-    HDR("Type", KVMCF_TYPE_UINT32, "%u", Header(c).GetType()),
-    HDR("Active", KVMCF_TYPE_UINT32, "%u", Header(c).GetActive()),
-    HDR("Version", KVMCF_TYPE_UINT32, "%u", Header(c).GetVersion()),
-    HDR("Time", KVMCF_TYPE_INT32, "%d", static_cast<int>(Header(c).GetTime())),
-    TXT("FormattedTime", FormattedTime(c).c_str()),
-    TXT("FileName", HeaderText(c, &TKestoImageData::GetFilename).c_str()),
-    HDR("Temperature", KVMCF_TYPE_FLOAT, "%g", Header(c).GetTemperature()),
-    HDR("UnstabalizedTemperature", KVMCF_TYPE_FLOAT, "%g", Header(c).GetUnstabilizedTemperature()),
-    HDR("Head", kByteCode, "%u", Header(c).GetHead()),
-    TXT("HeadModel", HeaderText(c, &TKestoImageData::GetHeadModel).c_str()),
-    HDR("StoreType", kByteCode, "%u", Header(c).GetStoreType()),
-    HDR("DataType", kByteCode, "%u", Header(c).GetDataType()),
-    HDR("SIDisplacement", KVMCF_TYPE_INT32, "%d", Header(c).GetSIDisplacement()),
-    HDR("SINumberSubFrames", KVMCF_TYPE_INT32, "%d", Header(c).GetSINumberSubframes()),
-    HDR("PixelReadOutTime", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPixelReadoutTime()),
-    HDR("TrackHeight", KVMCF_TYPE_INT32, "%d", Header(c).GetTrackHeight()),
-    HDR("ReadPattern", kByteCode, "%u", Header(c).GetReadPattern()),
-    TXT("ReadPatternFullName", FullName(kReadPatterns, Count(kReadPatterns), Header(c).GetReadPattern())),
-    HDR("ShutterDelay", kByteCode, "%u", Header(c).GetShutterDelay()),
-    HDR("CentreRow", KVMCF_TYPE_INT32, "%d", Header(c).GetCentreRow()),
-    HDR("RowOffset", KVMCF_TYPE_INT32, "%d", Header(c).GetRowOffset()),
-    HDR("Operation", KVMCF_TYPE_INT32, "%d", Header(c).GetOperation()),
-    HDR("Mode", kByteCode, "%u", Header(c).GetMode()),
-    TXT("ModeFullName", FullName(kAcquisitionModes, Count(kAcquisitionModes), Header(c).GetMode())),
-    HDR("TriggerSource", kByteCode, "%u", Header(c).GetTriggerSource()),
-    TXT("TriggerSourceFullName", FullName(kTriggerSources, Count(kTriggerSources), Header(c).GetTriggerSource())),
-    HDR("TriggerLevel", KVMCF_TYPE_FLOAT, "%g", Header(c).GetTriggerLevel()),
-    HDR("ExposureTime", KVMCF_TYPE_FLOAT, "%g", Header(c).GetExposureTime()),
-    HDR("Delay", KVMCF_TYPE_FLOAT, "%g", Header(c).GetDelay()),
-    HDR("IntegrationCycleTime", KVMCF_TYPE_FLOAT, "%g", Header(c).GetIntegrationCycleTime()),
-    HDR("NumberIntegrations", KVMCF_TYPE_INT32, "%d", Header(c).GetNoIntegrations()),
-    HDR("KineticCycleTime", KVMCF_TYPE_FLOAT, "%g", Header(c).GetKineticCycleTime()),
-    HDR("FlipX", KVMCF_TYPE_INT32, "%d", Header(c).GetFlipX()),
-    HDR("FlipY", KVMCF_TYPE_INT32, "%d", Header(c).GetFlipY()),
-    HDR("Clock", KVMCF_TYPE_INT32, "%d", Header(c).GetClock()),
-    HDR("AClock", KVMCF_TYPE_INT32, "%d", Header(c).GetAClock()),
-    HDR("IOC", KVMCF_TYPE_INT32, "%d", USB(Header(c).GetIOC(), static_cast<int>(Intensifier(c).IOCEnabled))),
-    HDR("Frequency", KVMCF_TYPE_FLOAT, "%g",
+    HDR("Type", 0, KVMCF_TYPE_UINT32, "%u", Header(c).GetType()),
+    HDR("Active", 1, KVMCF_TYPE_UINT32, "%u", Header(c).GetActive()),
+    HDR("Version", 2, KVMCF_TYPE_UINT32, "%u", Header(c).GetVersion()),
+    HDR("Time", 3, KVMCF_TYPE_INT32, "%d", static_cast<int>(Header(c).GetTime())),
+    TXT("FormattedTime", 4, FormattedTime(c).c_str()),
+    TXT("FileName", 5, HeaderText(c, &TKestoImageData::GetFilename).c_str()),
+    HDR("Temperature", 6, KVMCF_TYPE_FLOAT, "%g", Header(c).GetTemperature()),
+    HDR("UnstabalizedTemperature", 7, KVMCF_TYPE_FLOAT, "%g", Header(c).GetUnstabilizedTemperature()),
+    HDR("Head", 8, kByteCode, "%u", Header(c).GetHead()),
+    TXT("HeadModel", 9, HeaderText(c, &TKestoImageData::GetHeadModel).c_str()),
+    HDR("StoreType", 10, kByteCode, "%u", Header(c).GetStoreType()),
+    HDR("DataType", 11, kByteCode, "%u", Header(c).GetDataType()),
+    HDR("SIDisplacement", 12, KVMCF_TYPE_INT32, "%d", Header(c).GetSIDisplacement()),
+    HDR("SINumberSubFrames", 13, KVMCF_TYPE_INT32, "%d", Header(c).GetSINumberSubframes()),
+    HDR("PixelReadOutTime", 14, KVMCF_TYPE_FLOAT, "%g", Header(c).GetPixelReadoutTime()),
+    HDR("TrackHeight", 15, KVMCF_TYPE_INT32, "%d", Header(c).GetTrackHeight()),
+    HDR("ReadPattern", 16, kByteCode, "%u", Header(c).GetReadPattern()),
+    TXT("ReadPatternFullName", 17, FullName(kReadPatterns, Count(kReadPatterns), Header(c).GetReadPattern())),
+    HDR("ShutterDelay", 18, kByteCode, "%u", Header(c).GetShutterDelay()),
+    HDR("CentreRow", 19, KVMCF_TYPE_INT32, "%d", Header(c).GetCentreRow()),
+    HDR("RowOffset", 20, KVMCF_TYPE_INT32, "%d", Header(c).GetRowOffset()),
+    HDR("Operation", 21, KVMCF_TYPE_INT32, "%d", Header(c).GetOperation()),
+    HDR("Mode", 22, kByteCode, "%u", Header(c).GetMode()),
+    TXT("ModeFullName", 23, FullName(kAcquisitionModes, Count(kAcquisitionModes), Header(c).GetMode())),
+    HDR("TriggerSource", 24, kByteCode, "%u", Header(c).GetTriggerSource()),
+    TXT("TriggerSourceFullName", 25, FullName(kTriggerSources, Count(kTriggerSources), Header(c).GetTriggerSource())),
+    HDR("TriggerLevel", 26, KVMCF_TYPE_FLOAT, "%g", Header(c).GetTriggerLevel()),
+    HDR("ExposureTime", 27, KVMCF_TYPE_FLOAT, "%g", Header(c).GetExposureTime()),
+    HDR("Delay", 28, KVMCF_TYPE_FLOAT, "%g", Header(c).GetDelay()),
+    HDR("IntegrationCycleTime", 29, KVMCF_TYPE_FLOAT, "%g", Header(c).GetIntegrationCycleTime()),
+    HDR("NumberIntegrations", 30, KVMCF_TYPE_INT32, "%d", Header(c).GetNoIntegrations()),
+    HDR("KineticCycleTime", 31, KVMCF_TYPE_FLOAT, "%g", Header(c).GetKineticCycleTime()),
+    HDR("FlipX", 32, KVMCF_TYPE_INT32, "%d", Header(c).GetFlipX()),
+    HDR("FlipY", 33, KVMCF_TYPE_INT32, "%d", Header(c).GetFlipY()),
+    HDR("Clock", 34, KVMCF_TYPE_INT32, "%d", Header(c).GetClock()),
+    HDR("AClock", 35, KVMCF_TYPE_INT32, "%d", Header(c).GetAClock()),
+    HDR("IOC", 36, KVMCF_TYPE_INT32, "%d", USB(Header(c).GetIOC(), static_cast<int>(Intensifier(c).IOCEnabled))),
+    HDR("Frequency", 37, KVMCF_TYPE_FLOAT, "%g",
         USB(Header(c).GetFreq(), 1e12f / static_cast<float>(Intensifier(c).IOCPeriod))),
-    HDR("NumberPulses", KVMCF_TYPE_INT32, "%d",
+    HDR("NumberPulses", 38, KVMCF_TYPE_INT32, "%d",
         USB(Header(c).GetNumPulses(), static_cast<int>(Intensifier(c).IOCNoOfPulses))),
-    HDR("InsertionDelay", KVMCF_TYPE_INT32, "%d", USB(Header(c).GetInsertionDelay(), Intensifier(c).GaterAux)),
-    HDR("FrameTransferAcquisitionMode", KVMCF_TYPE_INT32, "%d", Header(c).GetFrameTransferAcqMode()),
-    HDR("BaselineClamp", KVMCF_TYPE_INT32, "%d", Header(c).GetBaselineClamp()),
-    HDR("PreScan", KVMCF_TYPE_INT32, "%d", Header(c).GetPreScan()),
-    HDR("EMRealGain", KVMCF_TYPE_INT32, "%d", Header(c).GetEMRealGain()),
-    HDR("BaselineOffset", KVMCF_TYPE_INT32, "%d", Header(c).GetBaselineOffset()),
+    HDR("InsertionDelay", 39, KVMCF_TYPE_INT32, "%d", USB(Header(c).GetInsertionDelay(), Intensifier(c).GaterAux)),
+    HDR("FrameTransferAcquisitionMode", 40, KVMCF_TYPE_INT32, "%d", Header(c).GetFrameTransferAcqMode()),
+    HDR("BaselineClamp", 41, KVMCF_TYPE_INT32, "%d", Header(c).GetBaselineClamp()),
+    HDR("PreScan", 42, KVMCF_TYPE_INT32, "%d", Header(c).GetPreScan()),
+    HDR("EMRealGain", 43, KVMCF_TYPE_INT32, "%d", Header(c).GetEMRealGain()),
+    HDR("BaselineOffset", 44, KVMCF_TYPE_INT32, "%d", Header(c).GetBaselineOffset()),
     // This name has always reported the EM gain.
-    HDR("SWVersion", KVMCF_TYPE_UINT32, "%d", Header(c).GetEMRealGain()),
-    {"SWVersionEx", Match::Exact, KVMCF_TYPE_STRING,
+    HDR("SWVersion", 45, KVMCF_TYPE_UINT32, "%d", Header(c).GetEMRealGain()),
+    {"SWVersionEx", 46, Match::Exact, Match::Exact, KVMCF_TYPE_STRING,
      [](const Context& c, Value* v) -> unsigned int {
          unsigned int w[4] = {};
          Header(c).GetSWVersionEx(w);
@@ -265,48 +269,50 @@ const Row kRows[] = {
          return KVMCF_SUCCESS;
      },
      nullptr, nullptr, nullptr},
-    HDR("MCP", KVMCF_TYPE_INT32, "%d", USB(Header(c).GetMCP(), static_cast<int>(Intensifier(c).KelgateEnabled))),
-    HDR("Gain", KVMCF_TYPE_INT32, "%d", USB(Header(c).GetGain(), static_cast<int>(Intensifier(c).GaterGain))),
-    HDR("VerticalClockAmp", KVMCF_TYPE_INT32, "%d", Header(c).GetVertClockAmp()),
-    HDR("VerticalShiftSpeed", KVMCF_TYPE_FLOAT, "%g", Header(c).GetVShiftSpeed()),
-    HDR("OutputAmplifier", KVMCF_TYPE_INT32, "%d", Header(c).GetOutputAmp()),
-    HDR("PreAmplifierGain", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPreAmpGain()),
-    HDR("Serial", KVMCF_TYPE_INT32, "%d", Header(c).GetSerial()),
-    HDR("DetectorFormatX", KVMCF_TYPE_INT32, "%d", Header(c).Getdetector_format_x()),
-    HDR("DetectorFormatZ", KVMCF_TYPE_INT32, "%d", Header(c).Getdetector_format_z()),
-    HDR("NumberImages", KVMCF_TYPE_UINT32, "%u", c.image.calibImage.GetNumberImages()),
-    HDR("NumberSubImages", KVMCF_TYPE_UINT32, "%u", c.image.calibImage.GetNumberSubImages()),
-    FIRST_SUB("ImageHBin", "SubImageHBin"),
-    FIRST_SUB("ImageVBin", "SubImageVBin"),
-    FIRST_SUB("ImageLeft", "SubImageLeft"),
-    FIRST_SUB("ImageRight", "SubImageRight"),
-    FIRST_SUB("ImageTop", "SubImageTop"),
-    FIRST_SUB("ImageBottom", "SubImageBottom"),
-    {"SubImage", Match::Contains, KVMCF_TYPE_INT32,
+    HDR("MCP", 48, KVMCF_TYPE_INT32, "%d", USB(Header(c).GetMCP(), static_cast<int>(Intensifier(c).KelgateEnabled))),
+    HDR("Gain", 49, KVMCF_TYPE_INT32, "%d", USB(Header(c).GetGain(), static_cast<int>(Intensifier(c).GaterGain))),
+    HDR("VerticalClockAmp", 50, KVMCF_TYPE_INT32, "%d", Header(c).GetVertClockAmp()),
+    HDR("VerticalShiftSpeed", 51, KVMCF_TYPE_FLOAT, "%g", Header(c).GetVShiftSpeed()),
+    HDR("OutputAmplifier", 52, KVMCF_TYPE_INT32, "%d", Header(c).GetOutputAmp()),
+    HDR("PreAmplifierGain", 53, KVMCF_TYPE_FLOAT, "%g", Header(c).GetPreAmpGain()),
+    HDR("Serial", 54, KVMCF_TYPE_INT32, "%d", Header(c).GetSerial()),
+    HDR("DetectorFormatX", 55, KVMCF_TYPE_INT32, "%d", Header(c).Getdetector_format_x()),
+    HDR("DetectorFormatZ", 56, KVMCF_TYPE_INT32, "%d", Header(c).Getdetector_format_z()),
+    HDR("NumberImages", 57, KVMCF_TYPE_UINT32, "%u", c.image.calibImage.GetNumberImages()),
+    HDR("NumberSubImages", 58, KVMCF_TYPE_UINT32, "%u", c.image.calibImage.GetNumberSubImages()),
+    FIRST_SUB("ImageHBin", 74, "SubImageHBin"),
+    FIRST_SUB("ImageVBin", 75, "SubImageVBin"),
+    FIRST_SUB("ImageLeft", 76, "SubImageLeft"),
+    FIRST_SUB("ImageRight", 77, "SubImageRight"),
+    FIRST_SUB("ImageTop", 78, "SubImageTop"),
+    FIRST_SUB("ImageBottom", 79, "SubImageBottom"),
+    {"SubImage", 80, Match::Contains, Match::Contains, KVMCF_TYPE_INT32,
      [](const Context& c, Value* v) -> unsigned int { return SubImageValue(c, c.name, v); }, "%i", nullptr,
      SubImageType},
-    {"HighPrecisionTimeStamp", Match::Contains, KVMCF_TYPE_FLOAT, HighPrecisionTimeStampValue, nullptr,
+    {"HighPrecisionTimeStamp", 83, Match::Contains, Match::Contains, KVMCF_TYPE_FLOAT, HighPrecisionTimeStampValue, nullptr,
      WriteSeconds, nullptr},
-    HDR("ClockFrequency", KVMCF_TYPE_FLOAT, "%g", c.manager.GetClockFrequency(&c.image) / 1e6),
-    {"TimeStamp", Match::Contains, KVMCF_TYPE_UINT32, TimeStampValue, "%u", nullptr, nullptr},
+    // The type query has always matched this name inside longer ones too.
+    HDR_TYPED("ClockFrequency", 84, Match::Contains, KVMCF_TYPE_FLOAT, "%g",
+              c.manager.GetClockFrequency(&c.image) / 1e6),
+    {"TimeStamp", 81, Match::Contains, Match::Contains, KVMCF_TYPE_UINT32, TimeStampValue, "%u", nullptr, nullptr},
     // Only the low 32 bits have ever been printed; the typed value keeps the whole word.
-    {"Metadata", Match::Contains, KVMCF_TYPE_UINT64, MetadataValue, "%u", nullptr, nullptr},
-    HDR("Baseline", KVMCF_TYPE_INT32, "%d", Header(c).GetBaseline()),
-    HDR("CCDLeft", KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().left),
-    HDR("CCDRight", KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().right),
-    HDR("CCDTop", KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().top),
-    HDR("CCDBottom", KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().bottom),
-    HDR("Sensitivity", KVMCF_TYPE_FLOAT, "%g", Header(c).GetSensitivity()),
-    HDR("DetectionWavelength", KVMCF_TYPE_FLOAT, "%g", Header(c).GetWavelength()),
-    HDR("CountConvertMode", KVMCF_TYPE_INT32, "%d", Header(c).GetCountConvertMode()),
-    HDR("IsCountConvert", KVMCF_TYPE_UINT32, "%u", Header(c).GetCountConvert()),
-    TXT("XAxisType", c.image.calibImage.GetXTypeText(-1)),
-    TXT("XAxisUnit", c.image.calibImage.GetXUnitText(-1, -1)),
-    TXT("YAxisType", c.image.calibImage.GetYTypeText(-1)),
-    TXT("YAxisUnit", c.image.calibImage.GetYUnitText()),
-    TXT("ZAxisType", c.image.calibImage.GetZTypeText(-1)),
-    TXT("ZAxisUnit", c.image.calibImage.GetZUnitText()),
-    {"UserText", Match::Exact, KVMCF_TYPE_STRING,
+    {"Metadata", 82, Match::Contains, Match::Contains, KVMCF_TYPE_UINT64, MetadataValue, "%u", nullptr, nullptr},
+    HDR("Baseline", 47, KVMCF_TYPE_INT32, "%d", Header(c).GetBaseline()),
+    HDR("CCDLeft", 85, KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().left),
+    HDR("CCDRight", 86, KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().right),
+    HDR("CCDTop", 87, KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().top),
+    HDR("CCDBottom", 88, KVMCF_TYPE_INT32, "%d", c.image.calibImage.GetDetectorRect().bottom),
+    HDR("Sensitivity", 59, KVMCF_TYPE_FLOAT, "%g", Header(c).GetSensitivity()),
+    HDR("DetectionWavelength", 60, KVMCF_TYPE_FLOAT, "%g", Header(c).GetWavelength()),
+    HDR("CountConvertMode", 61, KVMCF_TYPE_INT32, "%d", Header(c).GetCountConvertMode()),
+    HDR("IsCountConvert", 62, KVMCF_TYPE_UINT32, "%u", Header(c).GetCountConvert()),
+    TXT("XAxisType", 89, c.image.calibImage.GetXTypeText(-1)),
+    TXT("XAxisUnit", 90, c.image.calibImage.GetXUnitText(-1, -1)),
+    TXT("YAxisType", 91, c.image.calibImage.GetYTypeText(-1)),
+    TXT("YAxisUnit", 92, c.image.calibImage.GetYUnitText()),
+    TXT("ZAxisType", 93, c.image.calibImage.GetZTypeText(-1)),
+    TXT("ZAxisUnit", 94, c.image.calibImage.GetZUnitText()),
+    {"UserText", 95, Match::Exact, Match::Exact, KVMCF_TYPE_STRING,
      [](const Context& c, Value* v) -> unsigned int {
          char buffer[TUserText::kCapacity + 1] = {};
          c.image.Header().GetUserText().GetText(buffer, sizeof buffer);
@@ -314,21 +320,21 @@ const Row kRows[] = {
          return KVMCF_SUCCESS;
      },
      nullptr, WriteUserText, nullptr},
-    HDR("IsPhotonCountingEnabled", KVMCF_TYPE_UINT32, "%d", Header(c).GetPhotonCountingEnabled()),
-    HDR("Threshold1", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(0)),
-    HDR("Threshold2", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(1)),
-    HDR("Threshold3", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(2)),
-    HDR("Threshold4", KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(3)),
-    HDR("NumberThresholds", KVMCF_TYPE_INT32, "%d", Header(c).GetNoThresholds()),
-    HDR("AveragingFilterMode", KVMCF_TYPE_INT32, "%d", Header(c).GetAveragingFilterMode()),
-    HDR("AveragingFactor", KVMCF_TYPE_INT32, "%d", Header(c).GetAveragingFactor()),
-    HDR("FrameCount", KVMCF_TYPE_INT32, "%d", Header(c).GetFrameCount()),
-    HDR("NoiseFilter", KVMCF_TYPE_UINT32, "%d", Header(c).GetFilterMode()),
-    HDR("Threshold", KVMCF_TYPE_FLOAT, "%g", Header(c).GetThreshold()),
-    OUTPUT_ROWS("A", 0),
-    OUTPUT_ROWS("B", 1),
-    OUTPUT_ROWS("C", 2),
-    {"GateMode", Match::Exact, KVMCF_TYPE_STRING,
+    HDR("IsPhotonCountingEnabled", 63, KVMCF_TYPE_UINT32, "%d", Header(c).GetPhotonCountingEnabled()),
+    HDR("Threshold1", 64, KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(0)),
+    HDR("Threshold2", 65, KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(1)),
+    HDR("Threshold3", 66, KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(2)),
+    HDR("Threshold4", 67, KVMCF_TYPE_FLOAT, "%g", Header(c).GetPhotonCountingThreshold(3)),
+    HDR("NumberThresholds", 68, KVMCF_TYPE_INT32, "%d", Header(c).GetNoThresholds()),
+    HDR("AveragingFilterMode", 69, KVMCF_TYPE_INT32, "%d", Header(c).GetAveragingFilterMode()),
+    HDR("AveragingFactor", 70, KVMCF_TYPE_INT32, "%d", Header(c).GetAveragingFactor()),
+    HDR("FrameCount", 71, KVMCF_TYPE_INT32, "%d", Header(c).GetFrameCount()),
+    HDR("NoiseFilter", 72, KVMCF_TYPE_UINT32, "%d", Header(c).GetFilterMode()),
+    HDR("Threshold", 73, KVMCF_TYPE_FLOAT, "%g", Header(c).GetThreshold()),
+    OUTPUT_ROWS("A", 0, 96),
+    OUTPUT_ROWS("B", 1, 100),
+    OUTPUT_ROWS("C", 2, 104),
+    {"GateMode", 108, Match::Exact, Match::Exact, KVMCF_TYPE_STRING,
      [](const Context& c, Value* v) -> unsigned int {
          // Modes beyond the table write nothing.
          const char* text = TGaterSetting::GetModeText(Intensifier(c).GaterMode);
@@ -336,81 +342,59 @@ const Row kRows[] = {
          return KVMCF_SUCCESS;
      },
      nullptr, nullptr, nullptr},
-    HDR("GateWidth", KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).GaterTime0PS),
-    HDR("GateDelay", KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).GaterTime1PS),
-    HDR("GateDelayStep", KVMCF_TYPE_DOUBLE, "%g", Intensifier(c).DelayStepCoeffA),
-    HDR("GateWidthStep", KVMCF_TYPE_DOUBLE, "%g", Intensifier(c).WidthStepCoeffA),
+    HDR("GateWidth", 109, KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).GaterTime0PS),
+    HDR("GateDelay", 110, KVMCF_TYPE_UINT64, "%I64u", Intensifier(c).GaterTime1PS),
+    HDR("GateDelayStep", 111, KVMCF_TYPE_DOUBLE, "%g", Intensifier(c).DelayStepCoeffA),
+    HDR("GateWidthStep", 112, KVMCF_TYPE_DOUBLE, "%g", Intensifier(c).WidthStepCoeffA),
 };
 
 #undef HDR
+#undef HDR_TYPED
 #undef TXT
 #undef FIRST_SUB
 #undef OUTPUT_ROWS
 #undef USB
 
-struct TypeEntry {
-    const char* name;
-    Match match;
-};
-
-// The type query's order. Because "TimeStamp" is tested before
-// "HighPrecisionTimeStamp", every high-precision name is typed as a time stamp.
-const TypeEntry kTypeOrder[] = {
-    {"Type", Match::Exact}, {"Active", Match::Exact}, {"Version", Match::Exact}, {"Time", Match::Exact},
-    {"FormattedTime", Match::Exact}, {"FileName", Match::Exact}, {"Temperature", Match::Exact},
-    {"UnstabalizedTemperature", Match::Exact}, {"Head", Match::Exact}, {"HeadModel", Match::Exact},
-    {"StoreType", Match::Exact}, {"DataType", Match::Exact}, {"SIDisplacement", Match::Exact},
-    {"SINumberSubFrames", Match::Exact}, {"PixelReadOutTime", Match::Exact}, {"TrackHeight", Match::Exact},
-    {"ReadPattern", Match::Exact}, {"ReadPatternFullName", Match::Exact}, {"ShutterDelay", Match::Exact},
-    {"CentreRow", Match::Exact}, {"RowOffset", Match::Exact}, {"Operation", Match::Exact}, {"Mode", Match::Exact},
-    {"ModeFullName", Match::Exact}, {"TriggerSource", Match::Exact}, {"TriggerSourceFullName", Match::Exact},
-    {"TriggerLevel", Match::Exact}, {"ExposureTime", Match::Exact}, {"Delay", Match::Exact},
-    {"IntegrationCycleTime", Match::Exact}, {"NumberIntegrations", Match::Exact},
-    {"KineticCycleTime", Match::Exact}, {"FlipX", Match::Exact}, {"FlipY", Match::Exact}, {"Clock", Match::Exact},
-    {"AClock", Match::Exact}, {"IOC", Match::Exact}, {"Frequency", Match::Exact}, {"NumberPulses", Match::Exact},
-    {"InsertionDelay", Match::Exact}, {"FrameTransferAcquisitionMode", Match::Exact},
-    {"BaselineClamp", Match::Exact}, {"PreScan", Match::Exact}, {"EMRealGain", Match::Exact},
-    {"BaselineOffset", Match::Exact},
-    {"SWVersion", Match::Exact}, {"SWVersionEx", Match::Exact}, {"Baseline", Match::Exact}, {"MCP", Match::Exact},
-    {"Gain", Match::Exact}, {"VerticalClockAmp", Match::Exact}, {"VerticalShiftSpeed", Match::Exact},
-    {"OutputAmplifier", Match::Exact}, {"PreAmplifierGain", Match::Exact}, {"Serial", Match::Exact},
-    {"DetectorFormatX", Match::Exact}, {"DetectorFormatZ", Match::Exact}, {"NumberImages", Match::Exact},
-    {"NumberSubImages", Match::Exact}, {"Sensitivity", Match::Exact}, {"DetectionWavelength", Match::Exact},
-    {"CountConvertMode", Match::Exact}, {"IsCountConvert", Match::Exact}, {"IsPhotonCountingEnabled", Match::Exact},
-    {"Threshold1", Match::Exact}, {"Threshold2", Match::Exact}, {"Threshold3", Match::Exact},
-    {"Threshold4", Match::Exact}, {"NumberThresholds", Match::Exact}, {"AveragingFilterMode", Match::Exact},
-    {"AveragingFactor", Match::Exact}, {"FrameCount", Match::Exact}, {"NoiseFilter", Match::Exact},
-    {"Threshold", Match::Exact},
-    {"ImageHBin", Match::Exact}, {"ImageVBin", Match::Exact}, {"ImageLeft", Match::Exact},
-    {"ImageRight", Match::Exact}, {"ImageTop", Match::Exact}, {"ImageBottom", Match::Exact},
-    {"SubImage", Match::Contains}, {"TimeStamp", Match::Contains}, {"Metadata", Match::Contains},
-    {"HighPrecisionTimeStamp", Match::Contains}, {"ClockFrequency", Match::Contains},
-    {"CCDLeft", Match::Exact}, {"CCDRight", Match::Exact}, {"CCDTop", Match::Exact}, {"CCDBottom", Match::Exact},
-    {"XAxisType", Match::Exact}, {"XAxisUnit", Match::Exact}, {"YAxisType", Match::Exact},
-    {"YAxisUnit", Match::Exact}, {"ZAxisType", Match::Exact}, {"ZAxisUnit", Match::Exact},
-    {"UserText", Match::Exact},
-    {"OutputAEnabled", Match::Exact}, {"OutputAWidth", Match::Exact}, {"OutputADelay", Match::Exact},
-    {"OutputAPolarity", Match::Exact}, {"OutputBEnabled", Match::Exact}, {"OutputBWidth", Match::Exact},
-    {"OutputBDelay", Match::Exact}, {"OutputBPolarity", Match::Exact}, {"OutputCEnabled", Match::Exact},
-    {"OutputCWidth", Match::Exact}, {"OutputCDelay", Match::Exact}, {"OutputCPolarity", Match::Exact},
-    {"GateMode", Match::Exact}, {"GateWidth", Match::Exact}, {"GateDelay", Match::Exact},
-    {"GateDelayStep", Match::Exact}, {"GateWidthStep", Match::Exact},
-};
-
 bool Matches(const char* key, Match match, const char* name) {
     return match == Match::Exact ? std::strcmp(key, name) == 0 : std::strstr(name, key) != nullptr;
 }
 
-const Row* RowNamed(const char* key) {
-    for (const Row& row : kRows)
-        if (std::strcmp(row.name, key) == 0) return &row;
-    return nullptr;
+const std::size_t kRowCount = sizeof kRows / sizeof kRows[0];
+
+// The rows in the type query's order. Because "TimeStamp" is tested before
+// "HighPrecisionTimeStamp", every high-precision name is typed as a time stamp.
+const std::vector<const Row*>& TypeOrder() {
+    static const std::vector<const Row*> order = [] {
+        std::vector<const Row*> rows(kRowCount, nullptr);
+        for (const Row& row : kRows)
+            if (row.typeRank < kRowCount) rows[row.typeRank] = &row;
+        return rows;
+    }();
+    return order;
 }
+
+const TypeInfo kTypes[] = {
+    {KVMCF_TYPE_INT32, "int32"}, {KVMCF_TYPE_UINT32, "uint32"}, {KVMCF_TYPE_UINT64, "uint64"},
+    {KVMCF_TYPE_FLOAT, "float"}, {KVMCF_TYPE_DOUBLE, "double"}, {KVMCF_TYPE_STRING, "string"},
+    {kByteCode, "byte"},
+};
+const std::size_t kTypeCount = sizeof kTypes / sizeof kTypes[0];
 
 }  // namespace
 
+const TypeInfo* Types(std::size_t* count) {
+    *count = kTypeCount;
+    return kTypes;
+}
+
+std::size_t TypeIndex(unsigned int code) {
+    for (std::size_t i = 0; i < kTypeCount; ++i)
+        if (kTypes[i].code == code) return i;
+    return kTypeCount - 1;
+}
+
 const Row* ValueRows(std::size_t* count) {
-    *count = sizeof kRows / sizeof kRows[0];
+    *count = kRowCount;
     return kRows;
 }
 
@@ -421,8 +405,8 @@ const Row* FindForValue(const char* name) {
 }
 
 const Row* FindForType(const char* name) {
-    for (const TypeEntry& entry : kTypeOrder)
-        if (Matches(entry.name, entry.match, name)) return RowNamed(entry.name);
+    for (const Row* row : TypeOrder())
+        if (row && Matches(row->name, row->typeMatch, name)) return row;
     return nullptr;
 }
 

@@ -37,8 +37,10 @@ using TypeCheck = unsigned int (*)(const Context& context, KVMCF_PropertyType* t
 
 struct Row {
     const char* name;
-    Match match;
-    unsigned int type;    // a KVMCF_PropertyType value, or the bare 1 of the one-byte codes
+    unsigned int typeRank;  // position in the type query's order, from 0
+    Match match;            // how the value query matches a name
+    Match typeMatch;        // how the type query does
+    unsigned int type;      // a KVMCF_PropertyType value, or the bare 1 of the one-byte codes
     Reader read;
     const char* pattern;  // printf format of numbers; null for texts
     Writer write;         // null: the generic formatting of `pattern`
@@ -57,6 +59,16 @@ const Row* FindForValue(const char* name);
 // The row whose name matches first in the type query's order, or null. The orders
 // differ, and the difference decides the type of overlapping names.
 const Row* FindForType(const char* name);
+
+// The property types: the code the type query answers and the name listings, JSON
+// and Python give it, in the order of kvmcf::PropertyType.
+struct TypeInfo {
+    unsigned int code;
+    const char* name;
+};
+const TypeInfo* Types(std::size_t* count);
+// The entry of a type code; the one-byte codes' for a code that is none of them.
+std::size_t TypeIndex(unsigned int code);
 
 // The text a value query with a buffer of size bytes writes for a value read from row.
 void FormatValue(const Row& row, const Value& value, char* text, unsigned int size);

@@ -13,10 +13,12 @@
 #include <limits>
 #include <mutex>
 
+#include "api/ByteSource.h"
+#include "api/FileLayout.h"
+#include "api/FileStreamBuf.h"
 #include "api/MCFIOManager.h"
 #include "api/PropertyTable.h"
 #include "cxx/ReadDiagnosis.h"
-#include "metadata/mcfdataxml.h"
 
 namespace kvmcf {
 
@@ -69,18 +71,6 @@ const char* CodeText(unsigned int code) {
     throw Error(result::FormatError, message + " (" + d.Describe() + ")", where);
 }
 
-PropertyType TypeOf(unsigned int code) {
-    switch (code) {
-        case KVMCF_TYPE_INT32: return PropertyType::Int32;
-        case KVMCF_TYPE_UINT32: return PropertyType::UInt32;
-        case KVMCF_TYPE_UINT64: return PropertyType::UInt64;
-        case KVMCF_TYPE_FLOAT: return PropertyType::Float;
-        case KVMCF_TYPE_DOUBLE: return PropertyType::Double;
-        case KVMCF_TYPE_STRING: return PropertyType::String;
-        default: return PropertyType::Byte;
-    }
-}
-
 // End of `count` blocks of `block` bytes from `start`; false when it would not fit in 64 bits.
 bool BlockEnd(long long start, unsigned long long block, unsigned long long count, unsigned long long* end) {
     if (start < 0) return false;
@@ -104,10 +94,19 @@ const char* libraryVersion() { return KVMCF_VERSION_STRING; }
 
 Error::~Error() = default;
 
+static_assert(kSourceCount == FileLayout::kSourceCount, "one source list");
+
+// The property table lists the types in the enumeration's order.
+const char* typeName(PropertyType type) {
+    std::size_t count = 0;
+    const PropertyTable::TypeInfo* types = PropertyTable::Types(&count);
+    const std::size_t i = static_cast<std::size_t>(type);
+    return i < count ? types[i].name : "unknown";
+}
+
 const char* sourceName(SourceId id) {
-    static const char* const kNames[kSourceCount] = {"signal", "reference", "background", "live", "source"};
     const int i = static_cast<int>(id);
-    return i >= 0 && i < kSourceCount ? kNames[i] : "unknown";
+    return i >= 0 && i < kSourceCount ? FileLayout::kSources[i].name : "unknown";
 }
 
 // ---------------------------------------------------------------------------
@@ -116,19 +115,20 @@ struct File::Impl {
     TMCFIOManager manager;
     std::string path;
     OpenOptions options;
-    int fd = -1;                          // path input: positioned reads
-    const unsigned char* bytes = nullptr;  // byte input
-    std::size_t size = 0;
+    // Where the bytes come from: the records are parsed and the frames read through it.
+    std::shared_ptr<const TByteSource> source;
+    int fd = -1;                           // a path's, for mapping the pixels
+    const unsigned char* bytes = nullptr;  // the caller's bytes, viewed in place
+    const TCallbackByteSource* callback = nullptr;
     StructureVersions versions;
     // Property and time queries go through the manager, which is not written for threads.
     std::mutex queries;
     std::unique_ptr<Source::Impl> sourceImpls[kSourceCount];
     std::unique_ptr<Source> sources[kSourceCount];
 
-    ~Impl();
-    void Open();
-    // The per-frame packets and time codes the extension section holds for each source.
-    void ReadExtras();
+    // Parses the records through the source and sets up the sources; throws Error with
+    // the code the C open gives (`what` names the input in messages).
+    void Open(const std::string& what);
     // Copies `length` bytes at `offset` of the file into out; FileError when it does not hold them.
     void ReadAt(unsigned long long offset, unsigned long long length, void* out) const;
 };
@@ -144,51 +144,49 @@ struct Source::Impl {
     void* map = nullptr;
     std::size_t mapSize = 0;
     std::vector<float> copy;
-    // Per-frame metadata packets and time codes; null when the file has none for this source.
-    std::unique_ptr<TKestoImage> extras;
 
     ~Impl() {
         if (map) munmap(map, mapSize);
     }
     unsigned long long FrameBytes() const {
-        return static_cast<unsigned long long>(image->calibImage.GetDataLength()) * 4u;
+        return static_cast<unsigned long long>(image->calibImage.GetDataLength()) * FileLayout::kPixelBytes;
     }
     void MakeView();
 };
 
-File::Impl::~Impl() {
-    if (fd >= 0) ::close(fd);
-}
-
 void File::Impl::ReadAt(unsigned long long offset, unsigned long long length, void* out) const {
     char* to = static_cast<char*>(out);
-    if (fd < 0) {
-        if (offset > size || length > size - offset) Fail(result::FileError, path);
-        std::memcpy(to, bytes + offset, static_cast<std::size_t>(length));
-        return;
-    }
-    const unsigned long long maxOffset = static_cast<unsigned long long>(std::numeric_limits<off_t>::max());
-    if (offset > maxOffset || length > maxOffset - offset) Fail(result::FileError, path);
     while (length > 0) {
         const std::size_t chunk = static_cast<std::size_t>(std::min<unsigned long long>(length, 1ULL << 30));
-        const ssize_t n = ::pread(fd, to, chunk, static_cast<off_t>(offset));
-        if (n < 0 && errno == EINTR) continue;
+        const std::size_t n = source->ReadAt(to, chunk, offset);
+        if (callback)
+            if (std::exception_ptr e = callback->TakeError()) std::rethrow_exception(e);
         // Short: the file ended (it may have been truncated since it was opened).
-        if (n <= 0) Fail(result::FileError, path);
+        if (n == 0) Fail(result::FileError, path);
         to += n;
-        offset += static_cast<unsigned long long>(n);
-        length -= static_cast<unsigned long long>(n);
+        offset += n;
+        length -= n;
     }
 }
 
-void File::Impl::Open() {
+void File::Impl::Open(const std::string& what) {
+    // Headers only in either mode: frames are read from the source when asked for. The
+    // image data reader has already measured each pixel block against the file's size,
+    // so a short block fails here as a read-all open fails on it.
+    manager.SetFileAccessMode(KVMCF_READ_HEADER_ONLY);
+    const unsigned int code = manager.ReadFromStream(std::make_unique<TFileStream>(source));
+    if (callback)
+        if (std::exception_ptr e = callback->TakeError()) std::rethrow_exception(e);
+    if (code == result::FormatError) {
+        TFileStream again(source);
+        FailFormat(what, ReadDiagnosis::Diagnose(again));
+    }
+    if (code != result::Success) Fail(code, what);
     TMCFIOManager::TMCF* mcf = manager.GetOpenFile();
+    if (!mcf->IsKnownFormat()) FailNotMultiChannel(what);
     for (int slot = 0; slot < kSourceCount; ++slot) {
         TMCFIOManager::TImage* image = mcf->GetImage(slot);
         if (!image) continue;
-        // Frames are always read from the file or the caller's bytes: once a read-all
-        // open has shown the pixel block whole, its copy of the pixels is not needed.
-        image->calibImage.DeleteDataArray();
         auto impl = std::make_unique<Source::Impl>();
         impl->file = this;
         impl->id = static_cast<SourceId>(slot);
@@ -208,46 +206,6 @@ void File::Impl::Open() {
                           {KVMCF_STRUCTURE_CALIBRATION, &versions.calibration},
                           {KVMCF_STRUCTURE_IMAGE, &versions.image}};
     for (const auto& e : elements) manager.GetStructureVersion(e.element, &e.version->high, &e.version->low);
-    ReadExtras();
-}
-
-void File::Impl::ReadExtras() {
-    unsigned long long total = size;
-    struct stat st;
-    if (fd >= 0) total = fstat(fd, &st) == 0 && st.st_size > 0 ? static_cast<unsigned long long>(st.st_size) : 0;
-    if (total < 12) return;
-    // The open has read this section once already, so its size is known to be sound.
-    try {
-        unsigned char tail[12];
-        ReadAt(total - 12, 12, tail);
-        if (std::memcmp(tail + 8, "MCFX", 4) != 0) return;
-        unsigned long long length = 0;
-        for (int i = 7; i >= 0; --i) length = (length << 8) | tail[i];
-        if (length > total - 12) return;
-        std::string text(static_cast<std::size_t>(length), '\0');
-        ReadAt(total - 12 - length, length, &text[0]);
-        TMcfDataXML xml(text.c_str());
-        static const char* const kItems[kSourceCount][2] = {
-            {"Signals", "Signal"}, {"References", "Reference"}, {"Backgrounds", "Background"},
-            {"Lives", "Live"},     {"Sources", "Source"}};
-        for (int slot = 0; slot < kSourceCount; ++slot) {
-            Source::Impl* source = sourceImpls[slot].get();
-            if (!source || !xml.SetFirstChildNode(kItems[slot][0])) continue;
-            if (xml.SetFirstChildNode(kItems[slot][1])) {
-                auto extras = std::make_unique<TKestoImage>();
-                const int frames = static_cast<int>(source->image->calibImage.GetNumberImages());
-                extras->GetMetaDataHandler().SetSeriesLength(frames);
-                extras->GetIRIGDataHandler().SetSeriesLength(frames);
-                extras->ReadXMLDataStructure(xml);
-                xml.PopNode();
-                source->extras = std::move(extras);
-            }
-            xml.PopNode();
-        }
-    } catch (const Error&) {
-        // The file shrank since it was opened: there is nothing more to tell.
-    } catch (const TMCFLoadException&) {
-    }
 }
 
 File::File(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -259,23 +217,16 @@ File File::open(const std::string& path, OpenOptions options) {
     auto impl = std::make_unique<Impl>();
     impl->path = path;
     impl->options = options;
-    impl->fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (impl->fd < 0) FailSystem(path, errno);
+    auto file = std::make_shared<const TFileByteSource>(path.c_str());
+    if (!file->IsOpen()) FailSystem(path, errno);
     struct stat st;
-    if (fstat(impl->fd, &st) != 0) FailSystem(path, errno);
+    if (fstat(file->Descriptor(), &st) != 0) FailSystem(path, errno);
     if (S_ISDIR(st.st_mode)) FailSystem(path, EISDIR);
-    // Parse through our own descriptor, so the records and the pixels come from the
-    // same file even if the path is replaced meanwhile.
-    std::string parsed = "/proc/self/fd/" + std::to_string(impl->fd);
-    if (::access(parsed.c_str(), R_OK) != 0) parsed = path;
-    std::vector<char> name(parsed.begin(), parsed.end());
-    name.push_back('\0');
-    impl->manager.SetFileAccessMode(options.mode == ReadMode::HeaderOnly ? KVMCF_READ_HEADER_ONLY : KVMCF_READ_ALL);
-    const unsigned int code = impl->manager.ReadFromFile(name.data());
-    if (code == result::FormatError) FailFormat(path, ReadDiagnosis::DiagnoseFile(parsed));
-    if (code != result::Success) Fail(code, path);
-    if (!impl->manager.GetOpenFile()->IsKnownFormat()) FailNotMultiChannel(path);
-    impl->Open();
+    // The records and the pixels come from this one descriptor, even if the path is
+    // replaced meanwhile.
+    impl->fd = file->Descriptor();
+    impl->source = std::move(file);
+    impl->Open(path);
     return File(std::move(impl));
 }
 
@@ -284,21 +235,22 @@ File File::fromBytes(const void* bytes, std::size_t size, ReadMode mode) {
     if (size == 0 || size > std::numeric_limits<unsigned int>::max()) Fail(result::Argument2Invalid);
     auto impl = std::make_unique<Impl>();
     impl->bytes = static_cast<const unsigned char*>(bytes);
-    impl->size = size;
+    impl->source = std::make_shared<const TMemoryByteSource>(bytes, size);
     impl->options.mode = mode;
-    impl->manager.SetFileAccessMode(mode == ReadMode::HeaderOnly ? KVMCF_READ_HEADER_ONLY : KVMCF_READ_ALL);
-    unsigned int code = result::FormatError;
-    try {
-        // The manager only reads the bytes.
-        code = impl->manager.ReadFromByteArray(const_cast<unsigned char*>(impl->bytes),
-                                               static_cast<unsigned int>(size));
-    } catch (const TMCFLoadException&) {
-        code = result::FormatError;
-    }
-    if (code == result::FormatError) FailFormat(std::string(), ReadDiagnosis::DiagnoseBytes(bytes, size));
-    if (code != result::Success) Fail(code);
-    if (!impl->manager.GetOpenFile()->IsKnownFormat()) FailNotMultiChannel(std::string());
-    impl->Open();
+    impl->Open(std::string());
+    return File(std::move(impl));
+}
+
+File File::fromReader(ReadAt read, unsigned long long size, ReadMode mode) {
+    if (!read) Fail(result::Argument1Invalid);
+    if (size == 0 || size > static_cast<unsigned long long>(std::numeric_limits<long long>::max()))
+        Fail(result::Argument2Invalid);
+    auto impl = std::make_unique<Impl>();
+    auto source = std::make_shared<const TCallbackByteSource>(std::move(read), size);
+    impl->callback = source.get();
+    impl->source = std::move(source);
+    impl->options.mode = mode;
+    impl->Open(std::string());
     return File(std::move(impl));
 }
 
@@ -368,10 +320,10 @@ void Source::Impl::MakeView() {
         return;
     }
     const unsigned char* base = nullptr;
-    if (file->fd < 0) {
-        if (end > file->size) Fail(result::FileError, file->path);
+    if (file->bytes) {
+        if (end > static_cast<unsigned long long>(file->source->Size())) Fail(result::FileError, file->path);
         base = file->bytes;
-    } else if (file->options.map) {
+    } else if (file->fd >= 0 && file->options.map) {
         struct stat st;
         if (fstat(file->fd, &st) != 0 || st.st_size < 0 || end > static_cast<unsigned long long>(st.st_size))
             Fail(result::FileError, file->path);
@@ -429,7 +381,7 @@ Property Source::property(const std::string& name) const {
         type = static_cast<KVMCF_PropertyType>(typeRow->type);
     if (code != result::Success) Fail(code, name);
     p.typeCode = static_cast<unsigned int>(type);
-    p.type = TypeOf(p.typeCode);
+    p.type = static_cast<PropertyType>(PropertyTable::TypeIndex(p.typeCode));
     return p;
 }
 
@@ -484,8 +436,8 @@ std::vector<float> Source::kineticTimes() const {
 
 std::vector<std::string> Source::irigTimes() const {
     std::vector<std::string> out;
-    const TKestoImage* extras = impl_->extras.get();
-    if (!extras || !extras->GetIRIGDataHandler().GetIRIGAvailablity()) return out;
+    const TKestoImage* extras = &impl_->image->kestoImage;
+    if (!extras->GetIRIGDataHandler().GetIRIGAvailablity()) return out;
     // The translation goes through the C library's local time.
     std::lock_guard<std::mutex> lock(impl_->file->queries);
     for (int f = 0; f < static_cast<int>(frameCount()); ++f) {
@@ -500,8 +452,8 @@ std::vector<std::string> Source::irigTimes() const {
 
 std::vector<std::uint64_t> Source::metadataTagValues(int tag) const {
     std::vector<std::uint64_t> out;
-    TKestoImage* extras = impl_->extras.get();
-    if (!extras || !extras->GetMetaDataHandler().GetAvailablity()) return out;
+    TKestoImage* extras = &impl_->image->kestoImage;
+    if (!extras->GetMetaDataHandler().GetAvailablity()) return out;
     std::lock_guard<std::mutex> lock(impl_->file->queries);
     for (unsigned int f = 1; f <= frameCount(); ++f)
         out.push_back(extras->GetMetaDataTagValue(static_cast<int>(f), tag));

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 
+#include "api/FileLayout.h"
 #include "api/FileStreamBuf.h"
 #include "api/MCFIOManager.h"
 #include "api/MemoryStream.h"
@@ -14,7 +15,7 @@
 namespace ReadDiagnosis {
 namespace {
 
-const char* const kMagics[] = {"Kavri Technology Multi-Channel File", "Halvi Instruments Multi-Channel File"};
+const auto& kMagics = FileLayout::kMagicLines;
 // In the order of Part; records are named "... record" in a description.
 const struct {
     const char* name;
@@ -23,8 +24,7 @@ const struct {
     {"", false},           {"file header", false}, {"source count", false}, {"instrument header", true},
     {"calibration", true}, {"image data", true},   {"pixel block", false},  {"extension section", false},
 };
-const char* const kSourceNames[5] = {"signal", "reference", "background", "live", "source"};
-const unsigned long long kPixelBytes = 4;
+const unsigned long long kPixelBytes = FileLayout::kPixelBytes;
 // A sub-image line is its record (version and six ints) and its offset.
 const unsigned long long kSubImageNumbers = 8;
 
@@ -216,7 +216,7 @@ class Diagnoser {
         RecordStream::Read(is_, version);
         d_.versionWord = version;
         if (!is_) return Stop(-1, 0, Part::FileHeader, "version word", StopPosition(is_, at), "");
-        d_.formatKnown = RecordStream::Major(version) == 1 && RecordStream::Minor(version) == 2;
+        d_.formatKnown = RecordStream::Major(version) == FileLayout::kVersionHigh && RecordStream::Minor(version) == FileLayout::kVersionLow;
         return true;
     }
 
@@ -314,7 +314,7 @@ class Diagnoser {
         is_.clear();
         is_.seekg(size - 4);
         is_.read(marker, 4);
-        if (!is_ || std::memcmp(marker, "MCFX", 4) != 0) return;
+        if (!is_ || std::memcmp(marker, FileLayout::kSectionMarker, FileLayout::kSectionMarkerBytes) != 0) return;
         if (size < 12) {
             Stop(-1, 0, Part::ExtensionSection, "length", 0, "8 length bytes before the marker");
             return;
@@ -345,7 +345,7 @@ const char* PartName(Part part) {
     return i < sizeof kParts / sizeof kParts[0] ? kParts[i].name : "";
 }
 
-const char* SourceName(int slot) { return slot >= 0 && slot < 5 ? kSourceNames[slot] : ""; }
+const char* SourceName(int slot) { return slot >= 0 && slot < 5 ? FileLayout::kSources[slot].name : ""; }
 
 std::string Diagnosis::Describe() const {
     if (stop.intact) return "intact";

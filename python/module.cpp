@@ -271,6 +271,9 @@ PyObject* NewException(py::module_& m, const char* name, PyObject* bases, const 
 
 PYBIND11_MODULE(_kvmcfio, m) {
     m.doc() = "Extension module of the kvmcfio package; use the package, not this module.";
+    py::list names;
+    for (int i = 0; i < kvmcf::kSourceCount; ++i) names.append(kvmcf::sourceName(static_cast<kvmcf::SourceId>(i)));
+    m.attr("SOURCE_NAMES") = py::tuple(names);
 
     gError = NewException(m, "Error", PyExc_RuntimeError,
                           "A failure reported by the reader; `code` is its result code.");

@@ -15,8 +15,6 @@ int RunInfo(const std::vector<std::string>& args);
 // The property names a listing shows for a source with `subImages` sub-images:
 // every plain name, each sub-image field by number, the per-frame names for frame 0.
 std::vector<std::string> ListingNames(unsigned int subImages);
-// "int32", "uint32", "uint64", "float", "double", "string", or "byte" for the one-byte codes.
-const char* TypeName(unsigned int type);
 
 }  // namespace kvmcftools
 

@@ -8,19 +8,6 @@
 
 namespace kvmcftools {
 
-const char* TypeName(unsigned int type) {
-    switch (type) {
-        case KVMCF_TYPE_INT32: return "int32";
-        case KVMCF_TYPE_UINT32: return "uint32";
-        case KVMCF_TYPE_UINT64: return "uint64";
-        case KVMCF_TYPE_FLOAT: return "float";
-        case KVMCF_TYPE_DOUBLE: return "double";
-        case KVMCF_TYPE_STRING: return "string";
-        case 1: return "byte";
-        default: return "unknown";
-    }
-}
-
 std::vector<std::string> ListingNames(unsigned int subImages) { return PropertyTable::ListingNames(subImages); }
 
 namespace {
@@ -66,9 +53,9 @@ bool ShowFile(const std::string& path, const Arguments& a, KVMCF_DataSource only
         for (const kvmcf::Property& p : s.properties()) {
             if (json) {
                 std::printf("%s\n    %s: {\"type\": \"%s\", \"value\": %s}", first ? "" : ",",
-                            JsonString(p.name).c_str(), TypeName(p.typeCode), JsonValue(p.typeCode, p.text).c_str());
+                            JsonString(p.name).c_str(), kvmcf::typeName(p.type), JsonValue(p.typeCode, p.text).c_str());
             } else {
-                std::printf("  %-30s %-7s %s\n", p.name.c_str(), TypeName(p.typeCode), p.text.c_str());
+                std::printf("  %-30s %-7s %s\n", p.name.c_str(), kvmcf::typeName(p.type), p.text.c_str());
             }
             first = false;
         }

@@ -17,7 +17,7 @@ namespace {
 
 using Image = TMCFIOManager::TImage;
 
-const unsigned long long kPixelBytes = 4;
+const unsigned long long kPixelBytes = FileLayout::kPixelBytes;
 
 // An intact source's last image, read whole as the open sequence reads it.
 std::unique_ptr<Image> ReadWhole(std::istream& is, long long headerOffset) {

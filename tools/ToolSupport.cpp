@@ -6,8 +6,11 @@
 namespace kvmcftools {
 
 const SourceName kSourceNames[5] = {
-    {KVMCF_SIGNAL, "signal"}, {KVMCF_REFERENCE, "reference"}, {KVMCF_BACKGROUND, "background"},
-    {KVMCF_LIVE, "live"},     {KVMCF_SOURCE, "source"},
+    {KVMCF_SIGNAL, kvmcf::sourceName(kvmcf::SourceId::Signal)},
+    {KVMCF_REFERENCE, kvmcf::sourceName(kvmcf::SourceId::Reference)},
+    {KVMCF_BACKGROUND, kvmcf::sourceName(kvmcf::SourceId::Background)},
+    {KVMCF_LIVE, kvmcf::sourceName(kvmcf::SourceId::Live)},
+    {KVMCF_SOURCE, kvmcf::sourceName(kvmcf::SourceId::Source)},
 };
 
 bool SourceByName(const std::string& name, KVMCF_DataSource* source) {

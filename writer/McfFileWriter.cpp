@@ -8,13 +8,11 @@
 
 namespace kvmcftools {
 
-const char kMagicLine[] = "Kavri Technology Multi-Channel File";
-
 void WriteExtensionSection(std::ostream& os, const std::string& xml) {
     os.write(xml.data(), static_cast<std::streamsize>(xml.size()));
     unsigned long long length = xml.size();
     for (int i = 0; i < 8; ++i) os.put(static_cast<char>((length >> (8 * i)) & 0xFF));
-    os.write("MCFX", 4);
+    os.write(FileLayout::kSectionMarker, FileLayout::kSectionMarkerBytes);
 }
 
 bool WriteMcfFile(std::ostream& os, const McfFileContent& content) {

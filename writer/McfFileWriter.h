@@ -7,16 +7,17 @@
 #include <string>
 #include <vector>
 
+#include "api/FileLayout.h"
 #include "api/MCFIOManager.h"
 
 namespace kvmcftools {
 
-extern const char kMagicLine[];
+inline constexpr const char* kMagicLine = FileLayout::kMagicLines[0];
 
 struct McfFileContent {
     // One image per source slot (signal, reference, background, live, source); null = absent.
     TMCFIOManager::TImage* images[5] = {};
-    unsigned int versionWord = 65538;
+    unsigned int versionWord = FileLayout::kVersionWord;
     std::string magic = kMagicLine;
     std::string extensionXml;  // written with its framing when not empty
 };

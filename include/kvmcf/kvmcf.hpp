@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -55,9 +56,11 @@ constexpr int kSourceCount = 5;
 // "signal", "reference", "background", "live", "source".
 KVMCF_CXX_API const char* sourceName(SourceId id);
 
-// ReadAll reads every pixel while opening, so a short pixel block fails the open as
-// it does in C; HeaderOnly reads only the records. Either way frames are then read
-// from the file (or the caller's bytes) when asked for, and no copy is kept.
+// Opening reads only the records in either mode, and no pixel byte until frames are
+// asked for; each pixel block's extent is checked against the file's size, so a short
+// pixel block fails the open in either mode, as it does in C. Frames are then read
+// from the file (or the caller's bytes, or the caller's reader), and no copy is kept.
+// The mode is kept for the C open's vocabulary.
 enum class ReadMode { All, HeaderOnly };
 
 // Where reading stopped in a file that failed to parse; fields that are not known
@@ -104,6 +107,9 @@ using Value = std::variant<std::monostate, long long, unsigned long long, double
 
 // The type a property query reports; Byte for the one-byte codes (reported as 1).
 enum class PropertyType { Int32, UInt32, UInt64, Float, Double, String, Byte };
+// The type's name in listings, JSON and Python: "int32", "uint32", "uint64", "float",
+// "double", "string", "byte"; "unknown" for a value outside the enumeration.
+KVMCF_CXX_API const char* typeName(PropertyType type);
 
 // One named property: its type, typed value and the exact text and type code the C
 // value and type queries give for the same name.
@@ -295,6 +301,13 @@ struct OpenOptions {
 // An open multi-channel file. Movable, not copyable; closes on destruction.
 class KVMCF_CXX_API File {
 public:
+    // A random-access reader of a file held elsewhere: copies up to `length` bytes at
+    // `offset` into `out` and returns how many it copied (fewer only where the file
+    // ends; 0 is the end). It may be called from several threads at once when frames
+    // are read from several threads. An exception it throws reaches the caller of the
+    // File function that read.
+    using ReadAt = std::function<std::size_t(unsigned long long offset, void* out, std::size_t length)>;
+
     // Opens a file on disk. Throws Error with the code the C open would return.
     static File open(const std::string& path, OpenOptions options = {});
     static File open(const std::string& path, ReadMode mode) { return open(path, OpenOptions{mode, true}); }
@@ -302,6 +315,11 @@ public:
     // not copied: keep them valid and unchanged while the File lives. A format error is
     // Error(FormatError) here, where the C byte open lets an exception out.
     static File fromBytes(const void* bytes, std::size_t size, ReadMode mode = ReadMode::All);
+    // Opens a file of `size` bytes that `read` reads: the records with a few large
+    // reads, each frame with one read of exactly its bytes; frames() copies the pixels
+    // into memory once. `read` is kept while the File lives. Errors as for bytes;
+    // Argument1Invalid for an empty reader, Argument2Invalid for size 0.
+    static File fromReader(ReadAt read, unsigned long long size, ReadMode mode = ReadMode::All);
 
     File(File&& other) noexcept;
     File& operator=(File&& other) noexcept;

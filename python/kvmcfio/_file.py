@@ -16,7 +16,7 @@ import numpy as np
 
 from . import _kvmcfio
 
-SOURCE_NAMES = ("signal", "reference", "background", "live", "source")
+SOURCE_NAMES = _kvmcfio.SOURCE_NAMES
 
 
 class SubImage(namedtuple("SubImage", "left bottom right top hbin vbin")):

@@ -10,12 +10,16 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "api/FileStreamBuf.h"
 #include "api/MCFIOManager.h"
 #include "api/kvmcfio.h"
 #include "kvmcf/kvmcf.hpp"
@@ -88,15 +92,26 @@ unsigned int CodeOf(const std::function<void()>& action) {
 
 bool SameBytes(const std::vector<float>& a, const void* b) { return std::memcmp(a.data(), b, a.size() * 4) == 0; }
 
+// A reader over bytes the caller keeps, handing out at most 1000 bytes a call.
+kvmcf::File::ReadAt ReaderOf(const std::string& bytes) {
+    return [&bytes](unsigned long long offset, void* out, std::size_t length) -> std::size_t {
+        if (offset >= bytes.size()) return 0;
+        const std::size_t n = std::min<std::size_t>({length, bytes.size() - offset, 1000});
+        std::memcpy(out, bytes.data() + offset, n);
+        return n;
+    };
+}
+
 TEST(CxxFile, HandTypedFileThroughEveryInput) {
     const std::string bytes = HandFile();
     TempFile disk(bytes);
     using kvmcf::ReadMode;
     for (ReadMode mode : {ReadMode::All, ReadMode::HeaderOnly}) {
-        for (int input = 0; input < 3; ++input) {
+        for (int input = 0; input < 4; ++input) {
             SCOPED_TRACE(std::to_string(input) + (mode == ReadMode::All ? " all" : " header only"));
-            kvmcf::File file = input == 2 ? kvmcf::File::fromBytes(bytes.data(), bytes.size(), mode)
-                                          : kvmcf::File::open(disk.Path(), kvmcf::OpenOptions{mode, input == 0});
+            kvmcf::File file = input == 3   ? kvmcf::File::fromReader(ReaderOf(bytes), bytes.size(), mode)
+                               : input == 2 ? kvmcf::File::fromBytes(bytes.data(), bytes.size(), mode)
+                                            : kvmcf::File::open(disk.Path(), kvmcf::OpenOptions{mode, input == 0});
             ASSERT_EQ(file.sources().size(), 1u);
             EXPECT_FALSE(file.has(kvmcf::SourceId::Reference));
             EXPECT_EQ(CodeOf([&] { file.source(kvmcf::SourceId::Live); }), KVMCF_NOT_PRESENT);
@@ -369,8 +384,11 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
             const unsigned int expected = foreign ? KVMCF_FORMAT_ERROR : cPath;
             EXPECT_EQ(CodeOf([&] { kvmcf::File::open(disk.Path(), mode); }), expected) << i;
             if (inputs[i].empty()) continue;
-            EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(inputs[i].data(), inputs[i].size(), mode); }),
-                      foreign ? KVMCF_FORMAT_ERROR : CBytesCode(inputs[i]))
+            const unsigned int bytesCode = foreign ? KVMCF_FORMAT_ERROR : CBytesCode(inputs[i]);
+            EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(inputs[i].data(), inputs[i].size(), mode); }), bytesCode)
+                << i;
+            EXPECT_EQ(CodeOf([&] { kvmcf::File::fromReader(ReaderOf(inputs[i]), inputs[i].size(), mode); }),
+                      bytesCode)
                 << i;
         }
     }
@@ -441,6 +459,174 @@ TEST(CxxFile, FileTruncatedOrReplacedAfterOpening) {
     std::vector<float> frame(256);
     file.source(kvmcf::SourceId::Signal).readFrame(7, frame.data());
     EXPECT_EQ(frame[0], 8.0f / 3.0f);
+}
+
+// Bytes the process has read through system calls so far; -1 where the system does not tell.
+long long BytesReadByProcess() {
+    FILE* io = std::fopen("/proc/self/io", "r");
+    if (!io) return -1;
+    long long rchar = -1;
+    char line[128];
+    while (std::fgets(line, sizeof line, io))
+        if (std::sscanf(line, "rchar: %lld", &rchar) == 1) break;
+    std::fclose(io);
+    return rchar;
+}
+
+// A signal of 256 frames of 1024 x 1024 pixels (1 GiB), the pixel block sparse on disk,
+// followed by a 4 MiB extension section.
+struct GibibyteFile {
+    static constexpr unsigned long long kFrameBytes = 1024ULL * 1024 * 4;
+    static constexpr unsigned long long kPixelBytes = 256 * kFrameBytes;
+    std::string records;  // up to the first pixel
+    std::string tail;     // the other sources' counts and the section
+    std::string section;  // the section's text
+    std::string path = kvmcftools::ScratchPath("gibibyte.mcf");
+
+    GibibyteFile() {
+        const TSubImage whole(1, 1024, 1024, 1, 1, 1);
+        TMCFIOManager::TImage image(TKavriRect(1, 1024, 1024, 1), 1, &whole, 256, DataStore::Float, false);
+        image.calibImage.SetHeaderOnly(true);
+        kvmcftools::McfFileContent content;
+        content.images[0] = &image;
+        const std::string counts = "0\n0\n0\n0\n";
+        records = kvmcftools::McfFileBytes(content);
+        records.resize(records.size() - counts.size());
+        section = "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImageData><Note>" + std::string(4 << 20, 'n') +
+                  "</Note></TKestoImageData></Signal></Signals>";
+        std::ostringstream framed;
+        kvmcftools::WriteExtensionSection(framed, section);
+        tail = counts + framed.str();
+        FILE* f = std::fopen(path.c_str(), "wb");
+        const bool written = f && std::fwrite(records.data(), 1, records.size(), f) == records.size() &&
+                             fseeko(f, static_cast<off_t>(records.size() + kPixelBytes), SEEK_SET) == 0 &&
+                             std::fwrite(tail.data(), 1, tail.size(), f) == tail.size();
+        if (f) std::fclose(f);
+        EXPECT_TRUE(written);
+    }
+    ~GibibyteFile() { std::remove(path.c_str()); }
+    unsigned long long Size() const { return records.size() + kPixelBytes + tail.size(); }
+    unsigned long long SectionStart() const { return Size() - 12 - section.size(); }
+    // The file's bytes at offset (zeros in the pixel block), as a reader serves them.
+    std::size_t Serve(unsigned long long offset, void* out, std::size_t length) const {
+        char* to = static_cast<char*>(out);
+        for (std::size_t i = 0; i < length; ++i) {
+            const unsigned long long at = offset + i;
+            const unsigned long long pixelsEnd = records.size() + kPixelBytes;
+            to[i] = at < records.size() ? records[at] : at < pixelsEnd ? 0 : tail[at - pixelsEnd];
+        }
+        return length;
+    }
+};
+
+TEST(CxxFile, OpenReadsNoPixelByteInEitherModeAndTheSectionOnce) {
+    const GibibyteFile big;
+    ASSERT_EQ(big.Size(), 1073741824ULL + big.records.size() + 8 + big.section.size() + 12);
+    const unsigned long long pixelsStart = big.records.size(), pixelsEnd = pixelsStart + GibibyteFile::kPixelBytes;
+    for (kvmcf::ReadMode mode : {kvmcf::ReadMode::All, kvmcf::ReadMode::HeaderOnly}) {
+        // From the path, as the system counts it: the records and the section once, no pixel.
+        const long long before = BytesReadByProcess();
+        if (before < 0) GTEST_SKIP() << "the system does not count the bytes read";
+        {
+            const kvmcf::File file = kvmcf::File::open(big.path, mode);
+            const long long read = BytesReadByProcess() - before;
+            EXPECT_GE(read, static_cast<long long>(big.section.size()));
+            EXPECT_LT(read, static_cast<long long>(big.section.size() + (1 << 20)));
+            EXPECT_EQ(file.source(kvmcf::SourceId::Signal).frameCount(), 256u);
+            EXPECT_EQ(file.source(kvmcf::SourceId::Signal).dataStart(), static_cast<long long>(pixelsStart));
+        }
+
+        // Through a reader, byte by byte: the section's text is read once, no pixel while
+        // opening, and a frame is one read of exactly its bytes.
+        std::vector<std::pair<unsigned long long, std::size_t>> reads;
+        std::mutex lock;
+        auto counting = [&](unsigned long long offset, void* out, std::size_t length) {
+            std::lock_guard<std::mutex> hold(lock);
+            reads.emplace_back(offset, length);
+            return big.Serve(offset, out, length);
+        };
+        const kvmcf::File file = kvmcf::File::fromReader(counting, big.Size(), mode);
+        unsigned long long pixelBytes = 0, sectionBytes = 0;
+        for (const auto& [offset, length] : reads) {
+            const unsigned long long end = offset + length;
+            auto overlap = [&](unsigned long long a, unsigned long long b) {
+                return std::min(end, b) > std::max(offset, a) ? std::min(end, b) - std::max(offset, a) : 0;
+            };
+            pixelBytes += overlap(pixelsStart, pixelsEnd);
+            sectionBytes += overlap(big.SectionStart(), big.SectionStart() + big.section.size());
+        }
+        // The one buffer that held the records' end may run on into the pixels, and the
+        // one after the pixels into the section's text: nothing more.
+        const unsigned long long buffer = TFileStreamBuf::kDefaultBufferSize;
+        EXPECT_LE(pixelBytes, buffer);
+        EXPECT_GE(sectionBytes, big.section.size());
+        EXPECT_LE(sectionBytes, big.section.size() + buffer);
+        reads.clear();
+        std::vector<float> frame(1024 * 1024, 1.0f);
+        file.source(kvmcf::SourceId::Signal).readFrame(255, frame.data());
+        EXPECT_EQ(reads, (std::vector<std::pair<unsigned long long, std::size_t>>{
+                             {pixelsStart + 255 * GibibyteFile::kFrameBytes, GibibyteFile::kFrameBytes}}));
+        EXPECT_EQ(frame[12345], 0.0f);
+    }
+}
+
+TEST(CxxFile, ReaderErrorsReachTheCaller) {
+    const std::string bytes = HandFile();
+    EXPECT_EQ(CodeOf([] { kvmcf::File::fromReader(nullptr, 10); }), KVMCF_P1INVALID);
+    EXPECT_EQ(CodeOf([&] { kvmcf::File::fromReader(ReaderOf(bytes), 0); }), KVMCF_P2INVALID);
+    // A size larger than the reader serves: the end, where a section would be, cannot be read.
+    EXPECT_EQ(CodeOf([&] { kvmcf::File::fromReader(ReaderOf(bytes), bytes.size() + 100); }), KVMCF_FILE_ERROR);
+
+    // The reader's own exception, whether it comes while opening or while reading frames.
+    struct Unreachable : std::runtime_error {
+        Unreachable() : std::runtime_error("host unreachable") {}
+    };
+    unsigned long long failFrom = 0;
+    auto flaky = [&](unsigned long long offset, void* out, std::size_t length) -> std::size_t {
+        if (offset + length > failFrom) throw Unreachable();
+        return ReaderOf(bytes)(offset, out, length);
+    };
+    EXPECT_THROW(kvmcf::File::fromReader(flaky, bytes.size()), Unreachable);
+    failFrom = bytes.size();
+    const kvmcf::File file = kvmcf::File::fromReader(flaky, bytes.size(), kvmcf::ReadMode::HeaderOnly);
+    std::vector<float> frame(4);
+    file.source(kvmcf::SourceId::Signal).readFrame(0, frame.data());
+    EXPECT_EQ(frame, std::vector<float>(kPixels.begin(), kPixels.begin() + 4));
+    failFrom = 0;
+    EXPECT_THROW(file.source(kvmcf::SourceId::Signal).readFrame(1, frame.data()), Unreachable);
+}
+
+TEST(CxxFile, TypeQueryOrderAndTypeNames) {
+    TempFile hand(HandFile());
+    KVMCF_SetFileAccessMode(KVMCF_READ_HEADER_ONLY);
+    ASSERT_EQ(KVMCF_ReadFromFile(hand.CPath()), KVMCF_SUCCESS);
+    auto type = [](const char* name) {
+        KVMCF_PropertyType t = KVMCF_TYPE_STRING;
+        const unsigned int code = KVMCF_GetPropertyType(KVMCF_SIGNAL, name, &t);
+        return code == KVMCF_SUCCESS ? static_cast<unsigned int>(t) : code;
+    };
+    // Where names overlap, the type query's order decides, not the value query's:
+    // "TimeStamp" comes before "HighPrecisionTimeStamp" there, and "ClockFrequency" is
+    // found inside longer names by the type query alone.
+    EXPECT_EQ(type("HighPrecisionTimeStamp1"), static_cast<unsigned int>(KVMCF_TYPE_UINT32));
+    EXPECT_EQ(type("TimeStamp1"), static_cast<unsigned int>(KVMCF_TYPE_UINT32));
+    EXPECT_EQ(type("Metadata0"), static_cast<unsigned int>(KVMCF_TYPE_UINT64));
+    EXPECT_EQ(type("SubImageHBin1"), static_cast<unsigned int>(KVMCF_TYPE_INT32));
+    EXPECT_EQ(type("SubImageTimeStamp"), static_cast<unsigned int>(KVMCF_P2INVALID));
+    EXPECT_EQ(type("MainClockFrequency"), static_cast<unsigned int>(KVMCF_TYPE_FLOAT));
+    char text[64] = {};
+    EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_SIGNAL, "MainClockFrequency", text, sizeof text), KVMCF_P2INVALID);
+    EXPECT_EQ(type("GateWidthStep"), static_cast<unsigned int>(KVMCF_TYPE_DOUBLE));
+    EXPECT_EQ(type("Head"), 1u);
+    EXPECT_EQ(type("Timestamp"), static_cast<unsigned int>(KVMCF_P2INVALID));
+    KVMCF_CloseFile();
+
+    using kvmcf::PropertyType;
+    const std::pair<PropertyType, const char*> names[] = {
+        {PropertyType::Int32, "int32"}, {PropertyType::UInt32, "uint32"}, {PropertyType::UInt64, "uint64"},
+        {PropertyType::Float, "float"}, {PropertyType::Double, "double"}, {PropertyType::String, "string"},
+        {PropertyType::Byte, "byte"},   {static_cast<PropertyType>(7), "unknown"}};
+    for (const auto& [t, name] : names) EXPECT_STREQ(kvmcf::typeName(t), name);
 }
 
 }  // namespace
