@@ -1,0 +1,118 @@
+"""A loopback HTTP server for the tests: serves the files of one folder, honours
+single byte ranges, counts the bytes it sends per path, and can misbehave on purpose
+(ignore ranges, cut files short, or never answer). Stopped when the test ends."""
+
+import contextlib
+import http.server
+import os
+import re
+import socket
+import threading
+
+_RANGE = re.compile(r"bytes=(\d+)-(\d*)$")
+
+
+class _Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+
+    def log_message(self, *args):
+        pass
+
+    def _target(self):
+        server = self.server
+        path = os.path.join(server.root, self.path.lstrip("/").split("?")[0])
+        if not os.path.isfile(path):
+            self.send_error(404)
+            return None
+        with open(path, "rb") as f:
+            data = f.read()
+        return path, data
+
+    def do_HEAD(self):
+        self._answer(head=True)
+
+    def do_GET(self):
+        self._answer(head=False)
+
+    def _answer(self, head):
+        found = self._target()
+        if found is None:
+            return
+        path, data = found
+        server = self.server
+        size = len(data)
+        body = data
+        status = 200
+        match = _RANGE.match(self.headers.get("Range", ""))
+        if match and not server.ignore_range:
+            first = int(match.group(1))
+            last = int(match.group(2)) if match.group(2) else size - 1
+            if first >= size:
+                self.send_response(416)
+                self.send_header("Content-Range", f"bytes */{size}")
+                self.send_header("Content-Length", "0")
+                self.end_headers()
+                return
+            last = min(last, size - 1)
+            body = data[first:last + 1]
+            status = 206
+        if server.cut is not None:
+            body = body[:server.cut]
+        self.send_response(status)
+        self.send_header("Content-Type", "application/octet-stream")
+        self.send_header("Accept-Ranges", "none" if server.ignore_range else "bytes")
+        if status == 206:
+            self.send_header("Content-Range", f"bytes {first}-{last}/{size}")
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        if not head:
+            self.wfile.write(body)
+            with server.lock:
+                server.served[self.path] = server.served.get(self.path, 0) + len(body)
+                server.requests.append((self.path, self.headers.get("Range")))
+
+
+class RangeServer(http.server.ThreadingHTTPServer):
+    daemon_threads = True
+
+    def __init__(self, root, ignore_range=False, cut=None):
+        super().__init__(("127.0.0.1", 0), _Handler)
+        self.root = str(root)
+        self.ignore_range = ignore_range
+        self.cut = cut
+        self.lock = threading.Lock()
+        self.served = {}
+        self.requests = []
+
+    def url(self, name):
+        return f"http://127.0.0.1:{self.server_address[1]}/{name}"
+
+    def reset_counts(self):
+        with self.lock:
+            self.served.clear()
+            self.requests.clear()
+
+
+@contextlib.contextmanager
+def serving(root, **options):
+    server = RangeServer(root, **options)
+    thread = threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.05}, daemon=True)
+    thread.start()
+    try:
+        yield server
+    finally:
+        server.shutdown()
+        server.server_close()
+        thread.join(timeout=5)
+
+
+@contextlib.contextmanager
+def silent_port():
+    """A port that accepts connections and never answers, for time-out tests."""
+    sock = socket.socket()
+    sock.bind(("127.0.0.1", 0))
+    sock.listen(8)
+    try:
+        yield f"http://127.0.0.1:{sock.getsockname()[1]}/"
+    finally:
+        sock.close()
