@@ -472,6 +472,8 @@ class _FileObjectReader(_Reader):
         self.name = os.fsdecode(name) if isinstance(name, (str, bytes, os.PathLike)) else None
         with self._lock:
             self.size = fileobj.seek(0, io.SEEK_END)
+            if isinstance(fileobj.read(0), str):
+                raise TypeError(f"{self.name or 'the file object'} is opened as text; open it in binary mode")
 
     def fetch(self, offset, size):
         with self._lock:
