@@ -6,18 +6,12 @@
 #define KVMCF_API_FILELAYOUT_H
 
 #include <cstddef>
-#include <cstring>
 
 namespace FileLayout {
 
 // The first line of a file, without its newline: either maker's name opens it.
 inline constexpr const char* kMagicLines[] = {"Kavri Technology Multi-Channel File",
                                               "Halvi Instruments Multi-Channel File"};
-inline bool IsMagicLine(const char* line) {
-    for (const char* magic : kMagicLines)
-        if (std::strcmp(line, magic) == 0) return true;
-    return false;
-}
 
 // Only files of version 1.2 hold data sources; the word is major << 16 | minor.
 inline constexpr unsigned int kVersionHigh = 1;

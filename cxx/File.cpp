@@ -3,10 +3,8 @@
 // property and calibration answers come from the same code the C functions use.
 #include "kvmcf/kvmcf.hpp"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>

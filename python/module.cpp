@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "api/FileLayout.h"
 #include "kvmcf/kvmcf.hpp"
 #include "kvmcf/references.hpp"
 
@@ -276,6 +277,9 @@ PYBIND11_MODULE(_kvmcfio, m) {
     py::list names;
     for (int i = 0; i < kvmcf::kSourceCount; ++i) names.append(kvmcf::sourceName(static_cast<kvmcf::SourceId>(i)));
     m.attr("SOURCE_NAMES") = py::tuple(names);
+    py::list magicLines;
+    for (const char* line : FileLayout::kMagicLines) magicLines.append(py::bytes(line));
+    m.attr("MAGIC_LINES") = py::tuple(magicLines);
 
     gError = NewException(m, "Error", PyExc_RuntimeError,
                           "A failure reported by the reader; `code` is its result code.");

@@ -14,7 +14,7 @@ from ._dask import chunk_frames
 from ._file import File, Source, _FileObjectReader
 
 # The first lines a multi-channel file may start with.
-MAGIC_LINES = (b"Kavri Technology Multi-Channel File", b"Halvi Instruments Multi-Channel File")
+from ._kvmcfio import MAGIC_LINES
 
 
 class Bytes(namedtuple("Bytes", "data name")):
