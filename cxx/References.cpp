@@ -3,7 +3,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -82,7 +84,14 @@ Json PropertyJson(const Property& p) {
         Json operator()(std::monostate) const { return Utf8(p.text); }
         Json operator()(long long v) const { return v; }
         Json operator()(unsigned long long v) const { return v; }
-        Json operator()(double v) const { return std::isfinite(v) ? Json(v) : Json(Utf8(p.text)); }
+        Json operator()(double v) const {
+            if (!std::isfinite(v)) return Utf8(p.text);
+            if (p.type != PropertyType::Float) return v;
+            // A float as it prints (0.05), not its widened double (0.05000000074505806).
+            char text[32];
+            const std::to_chars_result end = std::to_chars(text, text + sizeof text, static_cast<float>(v));
+            return std::strtod(std::string(text, end.ptr).c_str(), nullptr);
+        }
         Json operator()(const std::string& v) const { return Utf8(v); }
     };
     return std::visit(Visit{p}, p.value);

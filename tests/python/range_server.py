@@ -68,10 +68,11 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self.send_header("Content-Length", str(length))
         self.end_headers()
         if not head:
-            self.wfile.write(body)
+            # Counted before sending, so a client that has the bytes sees them counted.
             with server.lock:
                 server.served[self.path] = server.served.get(self.path, 0) + len(body)
                 server.requests.append((self.path, self.headers.get("Range")))
+            self.wfile.write(body)
 
 
 class RangeServer(http.server.ThreadingHTTPServer):
