@@ -50,7 +50,13 @@ int RunRefs(const std::vector<std::string>& args) {
     try {
         const kvmcf::File file = kvmcf::File::open(in, kvmcf::ReadMode::HeaderOnly);
         const unsigned long long size = stat(in.c_str(), &inStat) == 0 ? static_cast<unsigned long long>(inStat.st_size) : 0;
-        json = kvmcf::references(file, url.empty() ? in : url, size);
+        // Readers elsewhere resolve the file from their own folder: point to it whole.
+        std::string place = url.empty() ? in : url;
+        if (url.empty() && !in.empty() && in[0] != '/') {
+            std::vector<char> cwd(4096);
+            if (getcwd(cwd.data(), cwd.size())) place = std::string(cwd.data()) + "/" + in;
+        }
+        json = kvmcf::references(file, place, size);
     } catch (const kvmcf::Error& e) {
         if (e.code() == kvmcf::result::FormatError || e.code() == kvmcf::result::FileError) {
             std::fprintf(stderr, "kvmcf refs: %s: %s (kvmcf check %s tells where it is damaged)\n", in.c_str(),

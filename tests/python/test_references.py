@@ -134,6 +134,10 @@ def test_refs_refuses_an_existing_output_and_a_damaged_source(files, tmp_path):
     assert json.loads(out.read_text())["version"] == 1
     copy = tmp_path / "in.mcf"
     copy.write_bytes((files / "binned.mcf").read_bytes())
+    # A relative FILE is written as the whole path, so readers elsewhere find it.
+    subprocess.run([KVMCF, "refs", "in.mcf", "rel.json"], cwd=tmp_path, check=True)
+    ranges = json.loads((tmp_path / "rel.json").read_text())["refs"]["signal/subimage0/0.0.0"]
+    assert ranges[0] == os.path.join(os.path.realpath(tmp_path), "in.mcf")
     done = refs(copy, copy, "--force")
     assert done.returncode == 1 and "never written over" in done.stderr
     with kvmcfio.File(copy) as f:
