@@ -426,7 +426,7 @@ class _Reader:
     that each read fetches exactly its bytes, so a frame is one range read."""
 
     FIRST_BLOCK = 256 << 10
-    LAST_BLOCK = 32 << 20
+    LAST_BLOCK = 4 << 20
 
     def __init__(self):
         self.buffering = False
