@@ -14,6 +14,7 @@
 
 #include "api/FileLayout.h"
 #include "kvmcf/kvmcf.hpp"
+#include "kvmcf/references.hpp"
 
 namespace py = pybind11;
 
@@ -25,6 +26,7 @@ struct Handle {
     py::object owner;  // the bytes object of a file opened from memory; outlives the file
     std::unique_ptr<kvmcf::File> file;
     bool closed = false;  // the File object was closed; views may still hold the pixels
+    bool reader = false;  // read through a Python reader: frames() would copy every pixel
 };
 
 // What an array viewing a pixel block holds on to: its base object.
@@ -192,7 +194,7 @@ py::array_t<float> ReadFrames(const PySource& s, unsigned int first, unsigned in
     const std::size_t length = source.frameLength();
     // A lying frame count must not size the array: the view checks the file holds
     // every frame (FileError otherwise) and maps it lazily, reading nothing.
-    if (count > 0 && length > 0) source.frames();
+    if (count > 0 && length > 0 && !keep->reader) source.frames();
     py::array_t<float> out(std::vector<py::ssize_t>{static_cast<py::ssize_t>(count), static_cast<py::ssize_t>(length)});
     if (count == 0 || length == 0) return out;
     float* data = out.mutable_data();
@@ -298,6 +300,16 @@ PYBIND11_MODULE(_kvmcfio, m) {
     gIsADirectoryError = systemError("IsADirectoryError", PyExc_IsADirectoryError, "The path names a directory.");
     gPermissionError = systemError("PermissionError", PyExc_PermissionError, "The file may not be read.");
     m.attr("version") = kvmcf::libraryVersion();
+    m.def(
+        "binned_axis",
+        [](py::array_t<double, py::array::c_style | py::array::forcecast> values, int first, long long start,
+           std::size_t count, int bin) {
+            kvmcf::Axis axis;
+            axis.first = first;
+            axis.values.assign(values.data(), values.data() + values.size());
+            return ToArray(kvmcf::binnedAxis(axis, start, count, bin));
+        },
+        "The calibrated value of each bin: the mean over its detector pixels, NaN where they leave the axis.");
     py::register_exception_translator([](std::exception_ptr p) {
         try {
             if (p) std::rethrow_exception(p);
@@ -336,7 +348,8 @@ PYBIND11_MODULE(_kvmcfio, m) {
         .def("check_whole",
              [](const PySource& s) {
                  const std::shared_ptr<Handle> keep = s.handle();
-                 s.source().frames();
+                 // A reader's pixel blocks were measured against its size on open.
+                 if (!keep->reader) s.source().frames();
              })
         .def("read_runs", &ReadRuns, py::arg("starts"), py::arg("counts"), py::arg("out"), py::arg("offset"),
              py::arg("length"))
@@ -402,6 +415,48 @@ PYBIND11_MODULE(_kvmcfio, m) {
                 return PyFile(std::move(handle));
             },
             py::arg("data"), py::arg("header_only"), py::arg("name") = std::string())
+        .def_static(
+            "from_reader",
+            [](py::object readAt, unsigned long long size, bool headerOnly, const std::string& name) {
+                auto handle = std::make_shared<Handle>();
+                handle->owner = readAt;
+                handle->reader = true;
+                // Called from whichever thread reads, with the GIL released: take it for
+                // the Python call, and turn a Python error into the reader's FileError
+                // while it is held.
+                PyObject* callable = readAt.ptr();
+                kvmcf::File::ReadAt read = [callable](unsigned long long offset, void* out, std::size_t length) {
+                    py::gil_scoped_acquire acquire;
+                    try {
+                        py::object got = py::reinterpret_borrow<py::object>(callable)(offset, length);
+                        py::buffer_info info = py::buffer(got).request();
+                        const std::size_t n = std::min<std::size_t>(length, static_cast<std::size_t>(info.size * info.itemsize));
+                        std::memcpy(out, info.ptr, n);
+                        return n;
+                    } catch (py::error_already_set& e) {
+                        std::string what = py::str(e.value());
+                        throw kvmcf::Error(kvmcf::result::FileError, what);
+                    } catch (const std::exception& e) {
+                        throw kvmcf::Error(kvmcf::result::FileError, e.what());
+                    }
+                };
+                const kvmcf::ReadMode mode = headerOnly ? kvmcf::ReadMode::HeaderOnly : kvmcf::ReadMode::All;
+                try {
+                    py::gil_scoped_release release;
+                    if (size == 0) throw kvmcf::Error(kvmcf::result::FormatError, "not a multi-channel file: no bytes");
+                    handle->file = std::make_unique<kvmcf::File>(kvmcf::File::fromReader(read, size, mode));
+                } catch (const kvmcf::Error& e) {
+                    if (name.empty() || std::string(e.what()).compare(0, name.size(), name) == 0) throw;
+                    throw kvmcf::Error(e.code(), name + ": " + e.what(), e.position(), e.systemError());
+                }
+                return PyFile(std::move(handle));
+            },
+            py::arg("read_at"), py::arg("size"), py::arg("header_only"), py::arg("name") = std::string())
+        .def("references",
+             [](const PyFile& f, const std::string& url, unsigned long long size, unsigned long long chunkBytes) {
+                 return kvmcf::references(f.file(), url, size, chunkBytes);
+             },
+             py::arg("url"), py::arg("file_size"), py::arg("chunk_bytes"))
         .def("close", &PyFile::close)
         .def_property_readonly("closed", &PyFile::closed)
         .def_property_readonly("path", [](const PyFile& f) { return py::bytes(f.file().path()); })

@@ -16,6 +16,9 @@ int RunInfo(const std::vector<std::string>& args);
 // every plain name, each sub-image field by number, the per-frame names for frame 0.
 std::vector<std::string> ListingNames(unsigned int subImages);
 
+// The reference set of a file's pixels for zarr, as JSON.
+int RunRefs(const std::vector<std::string>& args);
+
 }  // namespace kvmcftools
 
 #endif

@@ -1,5 +1,7 @@
 #include "tools/ExportSupport.h"
 
+#include "kvmcf/references.hpp"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -129,18 +131,13 @@ const kvmcf::Source* ChooseSource(const kvmcf::File& file, const std::string& na
 
 namespace {
 
-// Mean of the axis values over `count` bins of `bin` pixels from detector pixel `start`.
+// Mean of the axis values over `count` bins of `bin` pixels from detector pixel
+// `start`; empty unless the axis covers them all.
 std::vector<double> Binned(const kvmcf::Axis& axis, long long start, std::size_t count, int bin) {
     const long long from = start - axis.first;
     const long long span = static_cast<long long>(count) * bin;
     if (bin <= 0 || from < 0 || from + span > static_cast<long long>(axis.values.size())) return {};
-    std::vector<double> out(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        double sum = 0;
-        for (int j = 0; j < bin; ++j) sum += axis.values[static_cast<std::size_t>(from + i * bin + j)];
-        out[i] = sum / bin;
-    }
-    return out;
+    return kvmcf::binnedAxis(axis, start, count, bin);
 }
 
 }  // namespace

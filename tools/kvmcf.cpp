@@ -25,6 +25,8 @@ void Usage() {
         "                                        frames as a TIFF stack, an HDF5 file or a CSV table\n"
         "       kvmcf preview FILE OUT.png [--source NAME] [--frame N] [--sub-image K]\n"
         "                                        one frame as a grayscale picture or a spectrum plot\n"
+        "       kvmcf refs FILE OUT.json [--url URL] [--force]\n"
+        "                                        byte-range references for zarr, xarray and dask\n"
         "       kvmcf --write-demo PATH          write the demo file\n"
         "With no FILE, kvmcf writes the demo file kvmcf-demo.mcf in the current folder and shows it.\n");
 }
@@ -58,6 +60,7 @@ int main(int argc, char** argv) {
     if (command == "salvage") return kvmcftools::RunSalvage(rest);
     if (command == "export") return kvmcftools::RunExport(rest);
     if (command == "preview") return kvmcftools::RunPreview(rest);
+    if (command == "refs") return kvmcftools::RunRefs(rest);
     if (command.compare(0, 1, "-") == 0) {
         std::fprintf(stderr, "kvmcf: unknown option %s (try kvmcf --help)\n", command.c_str());
         return 2;

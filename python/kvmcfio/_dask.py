@@ -4,7 +4,7 @@ import os
 
 import numpy as np
 
-from ._file import File, _label, _source, expand_files
+from ._file import File, _label, _source, expand_files, is_url
 
 # Largest block of frames one task reads.
 CHUNK_BYTES = 64 << 20
@@ -33,8 +33,8 @@ def dask_stack(files, source="signal", subimage=0, frames_per_chunk=None):
     ``dask.array`` of float32 (files, frames, rows, columns), rows from the bottom of
     the detector upward.
 
-    ``files`` is a path, a glob pattern ("run_*.mcf", sorted by name) or a list of
-    paths; every file must give the same shape. The headers are read now; pixels only
+    ``files`` is a path, a URL, a glob pattern ("run_*.mcf", sorted by name) or a
+    list of paths or URLs; every file must give the same shape. The headers are read now; pixels only
     when computed, each chunk (whole frames, about 64 MiB unless ``frames_per_chunk``
     says) by a task that opens its file header-only. The task graph carries only
     paths and numbers, so it runs on any local or distributed scheduler."""
@@ -50,7 +50,7 @@ def dask_stack(files, source="signal", subimage=0, frames_per_chunk=None):
         with File(path, header_only=True) as f:
             src = _source(f, source)
             shape = (src.frame_count,) + src._layout(subimage)[2]
-            layouts.append((shape, src.data_start, os.path.getmtime(path)))
+            layouts.append((shape, src.data_start, None if is_url(path) else os.path.getmtime(path)))
         if shape != layouts[0][0]:
             raise ValueError(f"dask_stack: {_label(path)} gives {source} frames of shape {shape}, "
                              f"{_label(paths[0])} {layouts[0][0]}: they do not stack")

@@ -382,13 +382,7 @@ class Source:
     def _binned(values, first, low, binning, count):
         """The calibrated value of each binned pixel: the mean over its detector
         pixels, NaN where they leave the axis."""
-        sums = np.concatenate(([0.0], np.cumsum(values)))
-        lo = low - first + binning * np.arange(count, dtype=np.int64)
-        hi = lo + binning
-        inside = (lo >= 0) & (hi <= values.size)
-        out = np.full(count, np.nan)
-        out[inside] = (sums[hi[inside]] - sums[lo[inside]]) / binning
-        return out
+        return _kvmcfio.binned_axis(values, first, low, count, binning)
 
     def to_xarray(self, subimage=0, chunks=None):
         """Sub-image ``subimage`` as an ``xarray.DataArray`` with dimensions ("frame",
@@ -425,21 +419,63 @@ def _output(out, shape, where):
     return out
 
 
-class _FileObjectReader:
-    """Positioned reads from a binary file object (an open file, ``io.BytesIO``, an
-    fsspec file): the one seam through which the package reads such objects. The
-    reader itself takes paths or bytes, so for now a File reads the object whole."""
+class _Reader:
+    """Positioned reads of a file held elsewhere, the one seam through which a File
+    reads file objects and URLs. While the records are parsed (``buffering``) small
+    reads are served from a block fetched once, growing as the parse goes on; after
+    that each read fetches exactly its bytes, so a frame is one range read."""
+
+    FIRST_BLOCK = 256 << 10
+    LAST_BLOCK = 4 << 20
+
+    def __init__(self):
+        self.buffering = False
+        self._block = None
+        self._next = self.FIRST_BLOCK
+        self._block_lock = threading.Lock()
+
+    def read_at(self, offset, size):
+        """``size`` bytes from ``offset``, fewer only where the file ends."""
+        end = min(offset + size, self.size)
+        if offset >= end:
+            return b""
+        if not self.buffering:
+            return self.fetch(offset, end - offset)
+        with self._block_lock:
+            if self._block is not None:
+                start, data = self._block
+                if start <= offset and end <= start + len(data):
+                    return data[offset - start:end - start]
+            data = memoryview(self.fetch(offset, min(max(end - offset, self._next), self.size - offset)))
+            self._next = min(2 * self._next, self.LAST_BLOCK)
+            self._block = (offset, data)
+            return data[:end - offset]
+
+    def open(self, header_only):
+        """The extension's file, its records parsed through the block buffer."""
+        self.buffering = True
+        try:
+            return _kvmcfio._File.from_reader(self.read_at, self.size, bool(header_only), self.name or "")
+        finally:
+            self.buffering = False
+            self._block = None
+
+
+class _FileObjectReader(_Reader):
+    """A binary file object (an open file, ``io.BytesIO``, an fsspec file)."""
 
     def __init__(self, fileobj):
+        super().__init__()
         self._file = fileobj
         self._lock = threading.Lock()
         name = getattr(fileobj, "path", None) or getattr(fileobj, "name", None)
         self.name = os.fsdecode(name) if isinstance(name, (str, bytes, os.PathLike)) else None
         with self._lock:
             self.size = fileobj.seek(0, io.SEEK_END)
+            if isinstance(fileobj.read(0), str):
+                raise TypeError(f"{self.name or 'the file object'} is opened as text; open it in binary mode")
 
-    def read_at(self, offset, size):
-        """``size`` bytes from ``offset``, fewer only where the object ends."""
+    def fetch(self, offset, size):
         with self._lock:
             self._file.seek(offset)
             chunks, left = [], size
@@ -454,12 +490,70 @@ class _FileObjectReader:
         return chunks[0] if len(chunks) == 1 and isinstance(chunks[0], bytes) else b"".join(chunks)
 
 
+def is_url(name):
+    """Whether a str names a file through a protocol ("http://", "s3://", "file://")."""
+    return isinstance(name, str) and "://" in name
+
+
+# Seconds any one remote request may take before the read fails.
+TIMEOUT = 60
+
+
+class _UrlReader(_Reader):
+    """A file at a URL fsspec understands, read with byte-range requests."""
+
+    def __init__(self, url, storage_options=None, timeout=TIMEOUT):
+        super().__init__()
+        import fsspec.core
+
+        self.name = url
+        options = dict(storage_options or {})
+        protocol = url.split("://", 1)[0].lower()
+        if protocol in ("http", "https") and "client_kwargs" not in options:
+            import aiohttp
+
+            options["client_kwargs"] = {"timeout": aiohttp.ClientTimeout(total=timeout)}
+        try:
+            self._fs, self._path = fsspec.core.url_to_fs(url, **options)
+        except (ImportError, ValueError) as e:
+            raise _kvmcfio.FileError(f"{url}: {e}") from None
+        info = self._call(self._fs.info, self._path)
+        if info.get("type") == "directory":
+            raise _kvmcfio.IsADirectoryError(errno.EISDIR, "is a directory", url)
+        size = info.get("size")
+        if size is None:
+            raise _kvmcfio.FileError(f"{url}: the server does not tell the file's size")
+        self.size = int(size)
+
+    def _call(self, function, *args):
+        try:
+            return function(*args)
+        except FileNotFoundError:
+            raise _kvmcfio.FileNotFoundError(errno.ENOENT, "not found", self.name) from None
+        except _kvmcfio.Error:
+            raise
+        except Exception as e:  # time-outs, refused connections, server errors
+            why = str(e) or type(e).__name__
+            raise _kvmcfio.FileError(f"{self.name}: {why}") from None
+
+    def fetch(self, offset, size):
+        data = self._call(self._fs.cat_file, self._path, offset, offset + size)
+        if len(data) != size:
+            raise _kvmcfio.FileError(f"{self.name}: asked for {size} bytes at {offset}, the server sent "
+                                     f"{len(data)} (it ignores byte ranges, or the file changed)")
+        return data
+
+
 class File:
     """An open multi-channel file.
 
-    ``File(path)`` opens a path (``str``, ``bytes`` or ``os.PathLike``); ``File(fileobj)``
-    reads a binary file object with ``read`` and ``seek`` (an open file, ``io.BytesIO``,
-    an fsspec file); :meth:`from_bytes` opens bytes held in memory. ``header_only``
+    ``File(path)`` opens a path (``str``, ``bytes`` or ``os.PathLike``); ``File(url)`` a
+    URL fsspec understands ("http://", "https://", "s3://" with its file system
+    installed, "file://"), with ``storage_options`` for its file system and requests
+    failing after ``timeout`` seconds; ``File(fileobj)`` reads a binary file object with
+    ``read`` and ``seek`` (an open file, ``io.BytesIO``, an fsspec file). URLs and file
+    objects are read with a few large reads for the records and one range read of
+    exactly its bytes per run of frames. :meth:`from_bytes` opens bytes held in memory. ``header_only``
     (the default) reads the records and leaves the pixels in the file until they are
     asked for. Use as a context manager, or call :meth:`close`; arrays viewing its
     pixels keep the file itself open until the last one goes.
@@ -469,17 +563,25 @@ class File:
     (all :class:`FileError`, and the OSError Python raises for the same) for a path
     the system will not open."""
 
-    def __init__(self, file, header_only=True):
-        if isinstance(file, (str, bytes, os.PathLike)):
+    def __init__(self, file, header_only=True, storage_options=None, timeout=TIMEOUT):
+        self._size = self._place = None  # bytes held, and where references point, when known
+        if is_url(file):
+            reader = _UrlReader(file, storage_options, timeout)
+            self.name = self._origin = self._place = file
+            self._size = reader.size
+            self._impl = reader.open(header_only)
+        elif isinstance(file, (str, bytes, os.PathLike)):
             path = os.fspath(file)
             self.name = os.fsdecode(path)
             self._origin = path
             self._impl = _kvmcfio._File.open(os.fsencode(path), bool(header_only))
+            self._place = os.path.abspath(self.name)
         elif callable(getattr(file, "read", None)) and callable(getattr(file, "seek", None)):
             reader = _FileObjectReader(file)
             self.name = reader.name
-            self._origin = reader.read_at(0, reader.size)
-            self._impl = _kvmcfio._File.from_bytes(self._origin, bool(header_only), reader.name or "")
+            self._origin = reader
+            self._size = reader.size
+            self._impl = reader.open(header_only)
         else:
             raise TypeError(f"kvmcfio.File opens a path (str, bytes, os.PathLike) or a binary file object, "
                             f"not {type(file).__name__}; for bytes in memory use kvmcfio.File.from_bytes")
@@ -495,7 +597,28 @@ class File:
         self._origin = data if isinstance(data, bytes) else bytes(memoryview(data).cast("B"))
         self._impl = _kvmcfio._File.from_bytes(self._origin, bool(header_only), name or "")
         self._sources = None
+        self._size, self._place = len(self._origin), None
         return self
+
+    def references(self, url=None, chunk_bytes=64 << 20):
+        """The reference set of every source as a dict in fsspec's reference format
+        (version 1, zarr v2 metadata), which zarr, xarray and dask read without this
+        package: ``xr.open_dataset("reference://", engine="zarr", group="signal",
+        backend_kwargs={"consolidated": False, "storage_options": {"fo": refs}})``.
+        A group per source holds "subimage0", "subimage1", ... (frames, rows,
+        columns) float32 in chunks of whole frames that are byte ranges of this file,
+        with "time", "x", "z" and the detector "row" and "column" (suffixed by the
+        sub-image number from 1 on) inline. ``url`` is where readers will find the
+        file, by default where it was opened from; chunks hold whole frames, about
+        ``chunk_bytes`` each where a sub-image fills its frames, else one frame."""
+        import json
+
+        if url is None:
+            if self._place is None:
+                raise ValueError(f"{self.name or 'the bytes'} was not opened from a path or URL: give url=")
+            url = self._place
+        size = self._size if self._size is not None else os.path.getsize(self._origin)
+        return json.loads(self._impl.references(url, size, int(chunk_bytes)))
 
     def __enter__(self):
         return self
@@ -559,6 +682,8 @@ def _is_pattern(path):
 def expand_files(files):
     """The files a path, a glob pattern, a file object or a list names, and whether
     it named one file (no stacking axis)."""
+    if is_url(files):
+        return [files], True
     if isinstance(files, (str, bytes, os.PathLike)):
         path = os.fspath(files)
         if _is_pattern(path) and not os.path.exists(path):
@@ -571,7 +696,7 @@ def expand_files(files):
         return [path], True
     if callable(getattr(files, "read", None)):
         return [files], True
-    listed = [f if callable(getattr(f, "read", None)) else os.fspath(f) for f in files]
+    listed = [f if callable(getattr(f, "read", None)) or is_url(f) else os.fspath(f) for f in files]
     if not listed:
         raise ValueError("no files given")
     return listed, False

@@ -27,6 +27,8 @@ class Bytes(namedtuple("Bytes", "data name")):
 
 
 def _origin(f):
+    if isinstance(f._origin, _FileObjectReader):  # read whole once, so tasks elsewhere get it
+        return Bytes(f._origin.read_at(0, f._origin.size), f.name)
     return f._origin if isinstance(f._origin, (str, bytes)) else Bytes(f._origin, f.name)
 
 

@@ -1,0 +1,121 @@
+"""A loopback HTTP server for the tests: serves the files of one folder, honours
+single byte ranges, counts the bytes it sends per path, and can misbehave on purpose
+(ignore ranges, cut files short, or never answer). Stopped when the test ends."""
+
+import contextlib
+import http.server
+import os
+import re
+import socket
+import threading
+
+_RANGE = re.compile(r"bytes=(\d+)-(\d*)$")
+
+
+class _Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    disable_nagle_algorithm = True  # headers and body go out at once, not 40 ms apart
+
+    def log_message(self, *args):
+        pass
+
+    def _target(self):
+        server = self.server
+        path = os.path.join(server.root, self.path.lstrip("/").split("?")[0])
+        if not os.path.isfile(path):
+            self.send_error(404)
+            return None
+        return path, os.path.getsize(path)
+
+    def do_HEAD(self):
+        self._answer(head=True)
+
+    def do_GET(self):
+        self._answer(head=False)
+
+    def _answer(self, head):
+        found = self._target()
+        if found is None:
+            return
+        path, size = found
+        server = self.server
+        first, last = 0, size - 1
+        status = 200
+        match = _RANGE.match(self.headers.get("Range", ""))
+        if match and not server.ignore_range:
+            first = int(match.group(1))
+            last = int(match.group(2)) if match.group(2) else size - 1
+            if first >= size:
+                self.send_response(416)
+                self.send_header("Content-Range", f"bytes */{size}")
+                self.send_header("Content-Length", "0")
+                self.end_headers()
+                return
+            last = min(last, size - 1)
+            status = 206
+        # Only the bytes asked for are read from disk.
+        length = last + 1 - first
+        if server.cut is not None:
+            length = min(length, server.cut)
+        with open(path, "rb") as f:
+            f.seek(first)
+            body = f.read(length) if not head else b""
+        self.send_response(status)
+        self.send_header("Content-Type", "application/octet-stream")
+        self.send_header("Accept-Ranges", "none" if server.ignore_range else "bytes")
+        if status == 206:
+            self.send_header("Content-Range", f"bytes {first}-{last}/{size}")
+        self.send_header("Content-Length", str(length))
+        self.end_headers()
+        if not head:
+            # Counted before sending, so a client that has the bytes sees them counted.
+            with server.lock:
+                server.served[self.path] = server.served.get(self.path, 0) + len(body)
+                server.requests.append((self.path, self.headers.get("Range")))
+            self.wfile.write(body)
+
+
+class RangeServer(http.server.ThreadingHTTPServer):
+    daemon_threads = True
+
+    def __init__(self, root, ignore_range=False, cut=None):
+        super().__init__(("127.0.0.1", 0), _Handler)
+        self.root = str(root)
+        self.ignore_range = ignore_range
+        self.cut = cut
+        self.lock = threading.Lock()
+        self.served = {}
+        self.requests = []
+
+    def url(self, name):
+        return f"http://127.0.0.1:{self.server_address[1]}/{name}"
+
+    def reset_counts(self):
+        with self.lock:
+            self.served.clear()
+            self.requests.clear()
+
+
+@contextlib.contextmanager
+def serving(root, **options):
+    server = RangeServer(root, **options)
+    thread = threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.05}, daemon=True)
+    thread.start()
+    try:
+        yield server
+    finally:
+        server.shutdown()
+        server.server_close()
+        thread.join(timeout=5)
+
+
+@contextlib.contextmanager
+def silent_port():
+    """A port that accepts connections and never answers, for time-out tests."""
+    sock = socket.socket()
+    sock.bind(("127.0.0.1", 0))
+    sock.listen(8)
+    try:
+        yield f"http://127.0.0.1:{sock.getsockname()[1]}/"
+    finally:
+        sock.close()
