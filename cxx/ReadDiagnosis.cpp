@@ -164,6 +164,8 @@ class Diagnoser {
             // Other files open with no sources, but only if the stream is still good.
             if (!is_.good())
                 Stop(-1, 0, Part::FileHeader, magicKnown_ ? "version word" : "magic line", d_.fileSize, "");
+            else
+                CheckExtension();  // the open reads the section whatever the magic line says
             return;
         }
         for (int slot = 0; slot < 5; ++slot)
