@@ -15,7 +15,8 @@
 #include "kvmcf/kvmcf.hpp"
 #include "tools/DiagnosisCommands.h"
 
-namespace {
+// Named, so the regression replay can compile every target into one program.
+namespace diagnosisfuzz {
 
 using kvmcffuzz::Fail;
 using ReadDiagnosis::Diagnosis;
@@ -137,9 +138,10 @@ void CheckSalvage(const Diagnosis& d, const std::uint8_t* data, std::size_t size
     }
 }
 
-}  // namespace
+}  // namespace diagnosisfuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace diagnosisfuzz;
     if (size == 0) return 0;
     const std::vector<std::uint8_t> bytes(data, data + size);
     const Diagnosis d = ReadDiagnosis::DiagnoseBytes(bytes.data(), size);

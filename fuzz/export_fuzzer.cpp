@@ -20,7 +20,8 @@
 #include "tools/ExportCommands.h"
 #include "tools/ExportSupport.h"
 
-namespace {
+// Named, so the regression replay can compile every target into one program.
+namespace exportfuzz {
 
 using kvmcffuzz::Fail;
 using kvmcftools::Plane;
@@ -34,7 +35,7 @@ struct Expected {
     bool framesHeld = false;  // every frame's pixels are in the input
 };
 
-void Expect(const std::string& in, std::size_t size, Expected* e) {
+void ExpectOutputs(const std::string& in, std::size_t size, Expected* e) {
     kvmcftools::ExportInput input;
     std::string why;
     try {
@@ -154,14 +155,15 @@ struct Format {
     const char* extension;
 };
 
-}  // namespace
+}  // namespace exportfuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace exportfuzz;
     const std::string folder = kvmcffuzz::ScratchFolder();
     const std::string in = folder + "/in.mcf";
     kvmcffuzz::WriteBytes(in, data, size);
     Expected e;
-    Expect(in, size, &e);
+    ExpectOutputs(in, size, &e);
 
     for (const Format& format : {Format{"tiff", ".tif"}, Format{"hdf5", ".h5"}, Format{"csv", ".csv"}}) {
         const bool csv = format.extension == std::string(".csv");

@@ -13,7 +13,8 @@
 #include "fuzz/FuzzSupport.h"
 #include "kvmcf/kvmcf.hpp"
 
-namespace {
+// Named, so the regression replay can compile every target into one program.
+namespace filebytesfuzz {
 
 using kvmcffuzz::Fail;
 
@@ -201,9 +202,10 @@ std::optional<std::vector<std::optional<Shape>>> OpenAndWalk(const std::uint8_t*
     return shapes;
 }
 
-}  // namespace
+}  // namespace filebytesfuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace filebytesfuzz;
     if (size == 0) {
         Answers("fromBytes of nothing", {kvmcf::result::Argument2Invalid}, [&] {
             kvmcf::File::fromBytes(data, 0);

@@ -124,6 +124,13 @@ void SeedFiles() {
     one.images[0] = signal.get();
     SeedFile("signal", McfFileBytes(one));
 
+    // Small enough for the kept corpus's length limit, with a section at its end.
+    one.extensionXml =
+        "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImage><IRIGAvailable>0</IRIGAvailable>"
+        "<MetaDataLength>2</MetaDataLength><MetaData>0a,0b,|0c,0d,|0e,0f,|</MetaData></TKestoImage></Signal></Signals>";
+    SeedFile("signal-xml", McfFileBytes(one));
+    one.extensionXml.clear();
+
     McfFileContent several;
     several.images[0] = signal.get();
     several.images[1] = reference.get();

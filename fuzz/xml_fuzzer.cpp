@@ -12,7 +12,8 @@
 #include "metadata/mcfdataxml.h"
 #include "records/KestoImage.h"
 
-namespace {
+// Named, so the regression replay can compile every target into one program.
+namespace xmlfuzz {
 
 const char* const kItems[5][2] = {{"Signals", "Signal"},
                                   {"References", "Reference"},
@@ -69,9 +70,10 @@ void ReadSource(TMcfDataXML& xml, int frames, int slot) {
     xml.PopNode();
 }
 
-}  // namespace
+}  // namespace xmlfuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace xmlfuzz;
     if (size == 0) return 0;
     const int frames = data[0] & 63;
     const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
