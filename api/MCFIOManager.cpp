@@ -92,6 +92,7 @@ bool TMCFIOManager::TMCF::ReadFile() {
         versionLow = RecordStream::Minor(version);
         // Other versions open with every data source absent, without an error.
         if (versionHigh == kFileVersionHigh && versionLow == kFileVersionLow) {
+            knownFormat = true;
             ReadDataSource(&images[0], accessMode, true);
             if (accessMode == KVMCF_READ_HEADER_ONLY && images[0]) ResetStream(*images[0]);
             for (int slot = 1; slot < kSlots; ++slot) ReadDataSource(&images[slot], accessMode, false);
@@ -366,9 +367,10 @@ unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float* buffer,
         const unsigned int count = 4u * size;
         mcf->ReadFromStream(reinterpret_cast<char*>(buffer), count);
         position += count;
-        // A buffer larger than the data reads to the end of the file; that is not an
-        // error, and it must not leave the stream failed for the next frame read.
-        if (!mcf->IsStreamGood()) mcf->GetStream()->clear();
+        // A buffer larger than the data reads to the end of the input and still
+        // succeeds, leaving the stream failed: later stream reads of this file then
+        // answer as the stream says (GetFrame leaves buffers untouched, GetAllFrames
+        // gives a file error) until the next open. Lab programs rely on that.
     } catch (...) {
         position = mcf->GetStreamPosition();
         return KVMCF_FILE_ERROR;

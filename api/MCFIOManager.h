@@ -62,6 +62,8 @@ public:
         std::istream* GetStream() const { return stream; }
         unsigned int GetVersionHigh() const { return versionHigh; }
         unsigned int GetVersionLow() const { return versionLow; }
+        // Whether the magic line and the version word were recognised, so the sources were read.
+        bool IsKnownFormat() const { return knownFormat; }
         KVMCF_ReadMode GetAccessMode() const { return accessMode; }
         const std::string& GetFileName() const { return fileName; }
 
@@ -80,6 +82,7 @@ public:
         KVMCF_ReadMode accessMode = KVMCF_READ_ALL;
         unsigned int versionHigh = 0;
         unsigned int versionLow = 0;
+        bool knownFormat = false;
         std::string fileName;
         unsigned long long seekCount = 0;
     };

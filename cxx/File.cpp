@@ -37,6 +37,18 @@ const char* CodeText(unsigned int code) {
     }
 }
 
+// A path the system would not open for reading, in the system's words.
+[[noreturn]] void FailSystem(const std::string& path, int error) {
+    throw Error(result::FileError, path + ": " + std::strerror(error), std::nullopt, error);
+}
+
+// Bytes whose first line or version word is not the format's: the C open takes them
+// as a file without data sources, which is of no use to anyone reading frames.
+[[noreturn]] void FailNotMultiChannel(const std::string& what) {
+    const std::string message = "not a multi-channel file";
+    throw Error(result::FormatError, what.empty() ? message : what + ": " + message);
+}
+
 [[noreturn]] void Fail(unsigned int code, const std::string& what = std::string()) {
     std::string message = CodeText(code);
     if (!what.empty()) message = what + ": " + message;
@@ -85,8 +97,10 @@ std::string OrEmpty(const char* text) { return text ? text : ""; }
 
 }  // namespace
 
-Error::Error(unsigned int code, const std::string& message, std::optional<Position> where)
-    : std::runtime_error(message), code_(code), where_(std::move(where)) {}
+Error::Error(unsigned int code, const std::string& message, std::optional<Position> where, int systemError)
+    : std::runtime_error(message), code_(code), where_(std::move(where)), systemError_(systemError) {}
+
+const char* libraryVersion() { return KVMCF_VERSION_STRING; }
 
 Error::~Error() = default;
 
@@ -245,9 +259,11 @@ File File::open(const std::string& path, OpenOptions options) {
     auto impl = std::make_unique<Impl>();
     impl->path = path;
     impl->options = options;
-    // A path that cannot be opened is a format error, as for the C open.
     impl->fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (impl->fd < 0) FailFormat(path, ReadDiagnosis::DiagnoseFile(path));
+    if (impl->fd < 0) FailSystem(path, errno);
+    struct stat st;
+    if (fstat(impl->fd, &st) != 0) FailSystem(path, errno);
+    if (S_ISDIR(st.st_mode)) FailSystem(path, EISDIR);
     // Parse through our own descriptor, so the records and the pixels come from the
     // same file even if the path is replaced meanwhile.
     std::string parsed = "/proc/self/fd/" + std::to_string(impl->fd);
@@ -258,6 +274,7 @@ File File::open(const std::string& path, OpenOptions options) {
     const unsigned int code = impl->manager.ReadFromFile(name.data());
     if (code == result::FormatError) FailFormat(path, ReadDiagnosis::DiagnoseFile(parsed));
     if (code != result::Success) Fail(code, path);
+    if (!impl->manager.GetOpenFile()->IsKnownFormat()) FailNotMultiChannel(path);
     impl->Open();
     return File(std::move(impl));
 }
@@ -280,6 +297,7 @@ File File::fromBytes(const void* bytes, std::size_t size, ReadMode mode) {
     }
     if (code == result::FormatError) FailFormat(std::string(), ReadDiagnosis::DiagnoseBytes(bytes, size));
     if (code != result::Success) Fail(code);
+    if (!impl->manager.GetOpenFile()->IsKnownFormat()) FailNotMultiChannel(std::string());
     impl->Open();
     return File(std::move(impl));
 }

@@ -13,7 +13,7 @@ namespace kvmcftools {
 namespace {
 
 const char kUsage[] =
-    "usage: kvmcf export FILE OUT [--source NAME] [--frames A:B] [--format tiff|hdf5|csv] [--rows A:B]\n"
+    "usage: kvmcf export FILE OUT [--source NAME|all] [--frames A:B] [--format tiff|hdf5|csv] [--rows A:B]\n"
     "                             [--force] [--quiet]\n";
 
 enum class Format { None, Tiff, Hdf5, Csv };
@@ -60,6 +60,11 @@ int RunExport(const std::vector<std::string>& args) {
             return ExportFailure("cannot tell the format from the name " + out + ": give --format tiff, hdf5 or csv");
     }
     if (a.Has("--rows") && format != Format::Csv) return ExportFailure("--rows applies to csv only");
+    // Every source goes into one HDF5 file unless one is named.
+    if (a.Value("--source") == "all" || (format == Format::Hdf5 && !a.Has("--source"))) {
+        if (format != Format::Hdf5) return ExportFailure("--source all applies to hdf5 only");
+        return ExportAllSourcesToHdf5(in, out, a.Value("--frames"), a.Has("--force"), a.Has("--quiet"));
+    }
 
     return GuardedCommand(in, [&] {
         ExportInput input;
@@ -107,7 +112,7 @@ int RunExport(const std::vector<std::string>& args) {
             job.name = outputs[g]->Path();
             job.progress = &progress;
             const bool ok = format == Format::Tiff   ? WriteTiff(job, &why)
-                            : format == Format::Hdf5 ? WriteHdf5(job, &why)
+                            : format == Format::Hdf5 ? WriteHdf5({job}, &why)
                                                      : WriteCsv(job, rows, &why);
             if (!ok) return ExportFailure(why);
         }

@@ -13,61 +13,46 @@ namespace kvmcftools {
 namespace {
 
 const char kUsage[] =
-    "usage: kvmcf preview FILE OUT.png [--source NAME] [--frame N] [--sub-image K] [--force] [--quiet]\n";
+    "usage: kvmcf preview FILE OUT.png [--source NAME] [--frame N | --frames A:B] [--sub-image K]\n"
+    "                                  [--scale linear|log] [--clip LOW,HIGH] [--force] [--quiet]\n";
 
 }  // namespace
 
 int RunPreview(const std::vector<std::string>& args) {
     Arguments a;
-    if (!ParseArguments(args, {"--force", "--quiet"}, {"--source", "--frame", "--sub-image"}, &a)) return 2;
+    if (!ParseArguments(args, {"--force", "--quiet"}, {"--source", "--frame", "--frames", "--sub-image", "--scale", "--clip"}, &a))
+        return 2;
     if (a.positional.size() != 2) {
         std::fputs(kUsage, stderr);
         return 2;
     }
     const std::string& in = a.positional[0];
     const std::string& out = a.positional[1];
+    PreviewOptions options{a.Value("--frame"), a.Value("--frames"), {}};
+    std::string why;
+    if ((a.Has("--scale") && !ParseScale(a.Value("--scale"), &options.stretch.scale, &why)) ||
+        (a.Has("--clip") && !ParseClip(a.Value("--clip"), &options.stretch, &why)))
+        return ExportFailure(why);
     return GuardedCommand(in, [&] {
         ExportInput input;
-        std::string why;
         if (!OpenExportInput(in, a.Value("--source"), &input, &why)) return ExportFailure(why);
         const kvmcf::Source& source = *input.source;
-        FrameRange frame;
-        if (!ParseFrameRange(a.Value("--frame", "0"), source.frameCount(), &frame, &why) || frame.count != 1)
-            return ExportFailure(why.empty() ? "--frame takes one frame number" : why);
-        // Sub-images count from 1, as everywhere the tool names them.
-        const std::string subText = a.Value("--sub-image", "1");
+        // Sub-images count from 0, as everywhere the tool names them.
+        const std::string subText = a.Value("--sub-image", "0");
         const bool digits = !subText.empty() && subText.size() < 10 &&
                             subText.find_first_not_of("0123456789") == std::string::npos;
-        const unsigned long k = digits ? std::strtoul(subText.c_str(), nullptr, 10) : 0;
-        if (k < 1 || k > input.planes.size())
+        const unsigned long k = digits ? std::strtoul(subText.c_str(), nullptr, 10) : input.planes.size();
+        if (k >= input.planes.size())
             return ExportFailure("sub-image " + subText + " is not one of the " + std::to_string(input.planes.size()) +
-                                 " sub-images of " + source.name() + " (from 1)");
-        const Plane& plane = input.planes[k - 1];
+                                 " sub-images of " + source.name() + " (from 0)");
+        const Plane& plane = input.planes[k];
 
         OutputFile output(out);
         if (!output.Prepare(a.Has("--force"), &why)) return ExportFailure(why);
         RemoveOutputsOnInterrupt();
-        Progress progress(std::string("preview ") + source.name(), 1, a.Has("--quiet"));
+        Progress progress(std::string("preview ") + source.name(), source.frameCount(), a.Has("--quiet"));
         GrayImage image;
-        const bool read = ForEachFrame(*input.file, source, frame, &progress, [&](unsigned int, const unsigned char* bytes) {
-            std::vector<float> pixels(plane.Pixels());
-            std::memcpy(pixels.data(), PlaneBytes(bytes, plane), 4 * pixels.size());
-            if (plane.rows == 1) {
-                const kvmcf::Axis axis = source.xAxis();
-                std::vector<double> x = PlaneXValues(axis, plane);
-                std::string unit = UnitText(axis.unit), label = AxisLabel(axis);
-                if (x.empty()) {
-                    unit = "";
-                    label = "column";
-                    for (std::size_t c = 0; c < plane.columns; ++c)
-                        x.push_back(plane.geometry.left + static_cast<double>(c * plane.geometry.hBin));
-                }
-                image = SpectrumPlot(x, pixels.data(), unit, label);
-            } else {
-                image = ImagePreview(pixels.data(), plane.columns, plane.rows);
-            }
-            return true;
-        }, &why);
+        const bool read = RenderPreview(*input.file, source, plane, options, &progress, &image, &why);
         progress.Finish();
         if (!read) return ExportFailure(why);
         if (!WritePng(output.TempPath(), out, image, &why) || !output.Commit(&why)) return ExportFailure(why);

@@ -71,19 +71,31 @@ struct Position {
 };
 
 // Thrown by every failing operation. code() is the result code the C functions
-// give for the same failure.
+// give for the same failure, except for a path the system cannot open (missing, a
+// directory, no permission): FileError, with the system's error number in
+// systemError() and its words in the message ("run.mcf: No such file or directory").
+// Bytes that do not start as a multi-channel file (another magic line or file
+// version) are FormatError "not a multi-channel file", where the C open reports a
+// file with no data source.
 class KVMCF_CXX_API Error : public std::runtime_error {
 public:
-    Error(unsigned int code, const std::string& message, std::optional<Position> where = std::nullopt);
+    Error(unsigned int code, const std::string& message, std::optional<Position> where = std::nullopt,
+          int systemError = 0);
     ~Error() override;
     unsigned int code() const noexcept { return code_; }
     // For format errors, where reading stopped, when it is known.
     const std::optional<Position>& position() const noexcept { return where_; }
+    // The errno of a failed system call, 0 for anything else.
+    int systemError() const noexcept { return systemError_; }
 
 private:
     unsigned int code_;
     std::optional<Position> where_;
+    int systemError_;
 };
+
+// The library's version, "MAJOR.MINOR.PATCH".
+KVMCF_CXX_API const char* libraryVersion();
 
 // What a named property holds: int32 values are long long, the unsigned types and the
 // one-byte codes unsigned long long, float and double double, texts std::string.

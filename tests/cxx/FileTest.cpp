@@ -2,6 +2,9 @@
 // functions on the same files: frames, properties, calibration, errors, threads.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <tuple>
+
 #include <unistd.h>
 
 #include <atomic>
@@ -358,13 +361,39 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
             KVMCF_SetFileAccessMode(cMode);
             const unsigned int cPath = KVMCF_ReadFromFile(disk.CPath());
             KVMCF_CloseFile();
-            EXPECT_EQ(CodeOf([&] { kvmcf::File::open(disk.Path(), mode); }), cPath) << i;
+            // Another first line opens in C as a file with no data source; here it is refused.
+            const bool foreign = i == 1;
+            if (foreign) {
+                EXPECT_EQ(cPath, KVMCF_SUCCESS);
+            }
+            const unsigned int expected = foreign ? KVMCF_FORMAT_ERROR : cPath;
+            EXPECT_EQ(CodeOf([&] { kvmcf::File::open(disk.Path(), mode); }), expected) << i;
             if (inputs[i].empty()) continue;
             EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(inputs[i].data(), inputs[i].size(), mode); }),
-                      CBytesCode(inputs[i]))
+                      foreign ? KVMCF_FORMAT_ERROR : CBytesCode(inputs[i]))
                 << i;
         }
-        EXPECT_EQ(CodeOf([&] { kvmcf::File::open("/nonexistent/kvmcf.mcf", mode); }), KVMCF_FORMAT_ERROR);
+    }
+    // The system's own reason, with the path once.
+    const std::string missing = "/nonexistent/kvmcf.mcf";
+    const std::string folder = ::testing::TempDir();
+    for (const auto& [path, error, words] : {std::tuple{missing, ENOENT, ": No such file or directory"},
+                                              std::tuple{folder, EISDIR, ": Is a directory"}}) {
+        try {
+            kvmcf::File::open(path);
+            ADD_FAILURE() << path;
+        } catch (const kvmcf::Error& e) {
+            EXPECT_EQ(e.code(), KVMCF_FILE_ERROR);
+            EXPECT_EQ(e.systemError(), error);
+            EXPECT_EQ(std::string(e.what()), path + words);
+        }
+    }
+    try {
+        const std::string foreign = "not a multi-channel file at all\n";
+        kvmcf::File::fromBytes(foreign.data(), foreign.size());
+        ADD_FAILURE();
+    } catch (const kvmcf::Error& e) {
+        EXPECT_STREQ(e.what(), "not a multi-channel file");
     }
     // Format errors say where reading stopped: the signal's first image, in the record cut short.
     const std::string cut = prefix.substr(0, prefix.size() - 20);
@@ -383,9 +412,10 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
     }
     EXPECT_EQ(CodeOf([] { kvmcf::File::fromBytes(nullptr, 10); }), KVMCF_P1INVALID);
     EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(whole.data(), 0); }), KVMCF_P2INVALID);
-    // An unknown version opens with no sources, as in C.
-    const kvmcf::File old = kvmcf::File::fromBytes("Kavri Technology Multi-Channel File\n65537\n", 42);
-    EXPECT_TRUE(old.sources().empty());
+    // An unknown version opens with no sources in C; here it is not a file to read from.
+    const char old[] = "Kavri Technology Multi-Channel File\n65537\n";
+    EXPECT_EQ(CBytesCode(std::string(old, 42)), KVMCF_SUCCESS);
+    EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(old, 42); }), KVMCF_FORMAT_ERROR);
 }
 
 TEST(CxxFile, FileTruncatedOrReplacedAfterOpening) {
