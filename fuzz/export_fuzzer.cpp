@@ -105,7 +105,7 @@ void CheckHdf5(const std::string& path, const std::uint8_t* data, const Expected
     if (group < 0) Fail("an exported HDF5 file lacks its source's group");
     const unsigned int frames = e.source->frameCount();
     for (const Plane& p : e.planes) {
-        const std::string name = "subimage" + std::to_string(p.index + 1);
+        const std::string name = "subimage" + std::to_string(p.index);
         const hid_t set = H5Dopen2(group, name.c_str(), H5P_DEFAULT);
         if (set < 0) Fail("an exported HDF5 file lacks " + name);
         const hid_t space = H5Dget_space(set);
@@ -172,6 +172,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         // Spectra as they are, or the bottom row of each sub-image (an odd-sized input).
         const bool bottomRow = csv && size % 2 == 1;
         if (bottomRow) args.insert(args.end(), {"--rows", "0"});
+        // HDF5 takes every source unless one is named: the one the others export.
+        if (format.extension == std::string(".h5"))
+            args.insert(args.end(), {"--source", e.source ? e.source->name() : "signal"});
         int code = 0;
         {
             kvmcffuzz::CapturedOutput captured;
