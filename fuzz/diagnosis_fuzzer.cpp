@@ -42,8 +42,9 @@ void CheckAgainstOpen(const Diagnosis& d, const std::uint8_t* data, std::size_t 
         file.emplace(kvmcf::File::fromBytes(data, size, kvmcf::ReadMode::All));
     } catch (const kvmcf::Error& e) {
         // The interface refuses what does not start as a multi-channel file, which the
-        // C open (and so the report) takes for a file without sources.
-        const bool notOurs = !d.formatKnown && e.code() == kvmcf::result::FormatError;
+        // report takes for a file without sources; the C open's own code comes first
+        // (a file error for one shorter than the closing marker).
+        const bool notOurs = !d.formatKnown;
         if (d.stop.intact && !notOurs) Fail(std::string("the report finds intact a file the open refuses: ") + e.what());
         return;
     }
