@@ -8,6 +8,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "api/MemoryStream.h"
 
@@ -20,6 +21,31 @@ void Expect(const char* call, unsigned int code, std::initializer_list<unsigned 
 
 // Reads one record of type T from the bytes (prepare runs before, inspect after the
 // read), then writes what was read, so the writer meets every state a reader leaves.
+// A folder of this process's own, removed at exit; inputs and outputs of the targets
+// that go through files live there.
+const std::string& ScratchFolder();
+void WriteBytes(const std::string& path, const std::uint8_t* data, std::size_t size);
+// The whole file; empty when it cannot be read.
+std::string ReadBytes(const std::string& path);
+bool Exists(const std::string& path);
+// Names of the folder's entries, sorted.
+std::vector<std::string> Entries(const std::string& folder);
+
+// While alive, the process's standard output and error go to a file, so a tool's
+// messages can be checked; sanitizer reports still reach the real standard error.
+class CapturedOutput {
+public:
+    CapturedOutput();
+    ~CapturedOutput();
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
+    // What was written so far to standard output and error.
+    std::string Text();
+
+private:
+    int savedOut_, savedErr_;
+};
+
 template <class T, class Prepare, class Inspect>
 int ReadRecord(const std::uint8_t* data, std::size_t size, Prepare prepare, Inspect inspect) {
     TMemoryStream is(data, size);

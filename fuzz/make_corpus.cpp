@@ -93,9 +93,15 @@ TMCFIOManager::TImage* MakeImage(unsigned int frames, std::vector<TSubImage> sub
     return image;
 }
 
+// Every target that takes a whole file.
 void SeedFile(const std::string& name, const std::string& bytes) {
-    Seed("fuzz_open_bytes", name, bytes);
-    Seed("fuzz_open_path", name, bytes);
+    for (const char* fuzzer : {"fuzz_open_bytes", "fuzz_open_path", "fuzz_file_bytes", "fuzz_diagnosis", "fuzz_export"})
+        Seed(fuzzer, name, bytes);
+}
+
+// The extension section's target takes a series length byte, then the text.
+void SeedXml(const std::string& name, unsigned char frames, const std::string& text) {
+    Seed("fuzz_xml", name, std::string(1, static_cast<char>(frames)) + text);
 }
 
 void SeedFiles() {
@@ -118,6 +124,13 @@ void SeedFiles() {
     one.images[0] = signal.get();
     SeedFile("signal", McfFileBytes(one));
 
+    // Small enough for the kept corpus's length limit, with a section at its end.
+    one.extensionXml =
+        "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImage><IRIGAvailable>0</IRIGAvailable>"
+        "<MetaDataLength>2</MetaDataLength><MetaData>0a,0b,|0c,0d,|0e,0f,|</MetaData></TKestoImage></Signal></Signals>";
+    SeedFile("signal-xml", McfFileBytes(one));
+    one.extensionXml.clear();
+
     McfFileContent several;
     several.images[0] = signal.get();
     several.images[1] = reference.get();
@@ -135,6 +148,17 @@ void SeedFiles() {
         "<ReadoutPort>2</ReadoutPort><ReadoutDirection>4</ReadoutDirection><TickInterval>25</TickInterval>"
         "<PIVMode>1</PIVMode></TKavriImageData></TKavriImage></TCalibImage></Signal></Signals>";
     SeedFile("five-sources-xml", McfFileBytes(several));
+    SeedXml("five-sources", 3, several.extensionXml);
+    SeedXml("time-codes", 2,
+            "<Signals><Signal><TKestoImage><IRIGAvailable>1</IRIGAvailable>"
+            "<IRIGData>00112233445566778899aabbccddeeff00112233,|0102030405060708090a0b0c0d0e0f1011121314,|</IRIGData>"
+            "<MetaDataLength>4</MetaDataLength><MetaData>01020304,|05060708,|</MetaData></TKestoImage>"
+            "</Signal></Signals>");
+    SeedXml("empty", 0, "");
+
+    // A cut-off series: two of the three frames whole, the third cut short.
+    const std::string whole = McfFileBytes(one);
+    SeedFile("signal-cut-in-frames", whole.substr(0, whole.size() - 40));
 
     // The writer stores at most one image per source; a count of 2 is typed here.
     std::ostringstream twice(std::ios::binary);

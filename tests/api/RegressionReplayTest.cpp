@@ -49,6 +49,18 @@
 #define LLVMFuzzerTestOneInput ReplayImageHeaderOnly
 #include "fuzz/records/image_header_only_fuzzer.cpp"
 #undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayFileBytes
+#include "fuzz/file_bytes_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayXml
+#include "fuzz/xml_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayDiagnosis
+#include "fuzz/diagnosis_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput ReplayExport
+#include "fuzz/export_fuzzer.cpp"
+#undef LLVMFuzzerTestOneInput
 #include "fuzz/FuzzSupport.cpp"
 
 namespace {
@@ -73,6 +85,10 @@ const Target kTargets[] = {
     {"fuzz_calib", ReplayCalib},
     {"fuzz_image", ReplayImage},
     {"fuzz_image_header_only", ReplayImageHeaderOnly},
+    {"fuzz_file_bytes", ReplayFileBytes},
+    {"fuzz_xml", ReplayXml},
+    {"fuzz_diagnosis", ReplayDiagnosis},
+    {"fuzz_export", ReplayExport},
 };
 
 // The repository's fuzz/regressions.
