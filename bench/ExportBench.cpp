@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ExportCommands.h"
+#include "tools/Commands.h"
 #include "writer/McfFileWriter.h"
 
 namespace {
@@ -41,9 +41,12 @@ void Run(benchmark::State& state, const std::string& out, const std::vector<std:
         if (command.empty()) {
             if (std::system(("cp " + series.path + " " + out).c_str()) != 0) state.SkipWithError("cp failed");
         } else {
-            std::vector<std::string> args{series.path, out, "--quiet"};
+            std::vector<std::string> args{"kvmcf", "export", series.path, out, "--quiet"};
             args.insert(args.end(), command.begin(), command.end());
-            if (kvmcftools::RunExport(args) != 0) state.SkipWithError("export failed");
+            std::vector<const char*> argv;
+            for (const std::string& a : args) argv.push_back(a.c_str());
+            if (kvmcftools::RunTool(static_cast<int>(argv.size()), argv.data()) != 0)
+                state.SkipWithError("export failed");
         }
         state.PauseTiming();
         std::remove(out.c_str());

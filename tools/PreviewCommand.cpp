@@ -1,8 +1,10 @@
+// kvmcf preview FILE OUT.png: one frame as a grayscale picture or a spectrum plot.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
-#include "tools/ExportCommands.h"
+#include "tools/Commands.h"
 #include "tools/ExportSupport.h"
 #include "tools/PngPreview.h"
 #include "tools/Progress.h"
@@ -12,42 +14,39 @@ namespace kvmcftools {
 
 namespace {
 
-const char kUsage[] =
-    "usage: kvmcf preview FILE OUT.png [--source NAME] [--frame N] [--sub-image K] [--force] [--quiet]\n";
+struct PreviewOptions {
+    std::string in, out, source;
+    unsigned int frame = 0, subImage = 0;
+    bool force = false, quiet = false;
+};
 
-}  // namespace
-
-int RunPreview(const std::vector<std::string>& args) {
-    Arguments a;
-    if (!ParseArguments(args, {"--force", "--quiet"}, {"--source", "--frame", "--sub-image"}, &a)) return 2;
-    if (a.positional.size() != 2) {
-        std::fputs(kUsage, stderr);
-        return 2;
+int RunPreview(const PreviewOptions& o) {
+    const std::string& in = o.in;
+    const std::string& out = o.out;
+    std::string why;
+    if (!ExtensionAgrees(out, OutputFormat::Png, &why)) {
+        std::fprintf(stderr, "kvmcf: %s\n", why.c_str());
+        return kUsageProblem;
     }
-    const std::string& in = a.positional[0];
-    const std::string& out = a.positional[1];
+    if (!OutputAllowed(out, {in}, o.force, &why)) return Fail(why);
+    if (!OpenOrSay(in)) return kFileProblem;
     return GuardedCommand(in, [&] {
         ExportInput input;
-        std::string why;
-        if (!OpenExportInput(in, a.Value("--source"), &input, &why)) return ExportFailure(why);
+        if (!OpenExportInput(in, o.source, &input, &why)) return ExportFailure(why);
         const kvmcf::Source& source = *input.source;
-        FrameRange frame;
-        if (!ParseFrameRange(a.Value("--frame", "0"), source.frameCount(), &frame, &why) || frame.count != 1)
-            return ExportFailure(why.empty() ? "--frame takes one frame number" : why);
-        // Sub-images count from 1, as everywhere the tool names them.
-        const std::string subText = a.Value("--sub-image", "1");
-        const bool digits = !subText.empty() && subText.size() < 10 &&
-                            subText.find_first_not_of("0123456789") == std::string::npos;
-        const unsigned long k = digits ? std::strtoul(subText.c_str(), nullptr, 10) : 0;
-        if (k < 1 || k > input.planes.size())
-            return ExportFailure("sub-image " + subText + " is not one of the " + std::to_string(input.planes.size()) +
-                                 " sub-images of " + source.name() + " (from 1)");
-        const Plane& plane = input.planes[k - 1];
+        if (o.frame >= source.frameCount())
+            return ExportFailure(in + ": frame " + std::to_string(o.frame) + " is not one of the " +
+                                 std::to_string(source.frameCount()) + " frames of " + source.name() + " (from 0)");
+        const FrameRange frame{o.frame, 1};
+        if (o.subImage >= input.planes.size())
+            return ExportFailure(in + ": sub-image " + std::to_string(o.subImage) + " is not one of the " +
+                                 std::to_string(input.planes.size()) + " sub-images of " + source.name() + " (from 0)");
+        const Plane& plane = input.planes[o.subImage];
 
         OutputFile output(out);
-        if (!output.Prepare(a.Has("--force"), &why)) return ExportFailure(why);
+        if (!output.Prepare(o.force, &why)) return ExportFailure(why);
         RemoveOutputsOnInterrupt();
-        Progress progress(std::string("preview ") + source.name(), 1, a.Has("--quiet"));
+        Progress progress(std::string("preview ") + source.name(), 1, o.quiet);
         GrayImage image;
         const bool read = ForEachFrame(*input.file, source, frame, &progress, [&](unsigned int, const unsigned char* bytes) {
             std::vector<float> pixels(plane.Pixels());
@@ -73,6 +72,24 @@ int RunPreview(const std::vector<std::string>& args) {
         if (!WritePng(output.TempPath(), out, image, &why) || !output.Commit(&why)) return ExportFailure(why);
         return 0;
     });
+}
+
+}  // namespace
+
+void AddPreviewCommand(CLI::App& app, Run* run) {
+    auto o = std::make_shared<PreviewOptions>();
+    CLI::App* verb = app.add_subcommand(
+        "preview", "One frame as a grayscale picture, or a spectrum plot for a one-row sub-image. Never writes "
+                   "over FILE, nor over OUT without --force");
+    verb->add_option("FILE", o->in, "The multi-channel file")->required();
+    verb->add_option("OUT", o->out, "The PNG picture")->required();
+    verb->add_option("--source", o->source, "The source (default: signal, else the first present)")
+        ->check(CLI::IsMember(SourceNames()));
+    verb->add_option("--frame", o->frame, "The frame, from 0")->type_name("N");
+    verb->add_option("--sub-image", o->subImage, "The sub-image, from 0")->type_name("K");
+    verb->add_flag("--force", o->force, "Replace an existing OUT (never FILE itself)");
+    verb->add_flag("--quiet", o->quiet, "No progress line");
+    verb->callback([o, run] { *run = [o] { return RunPreview(*o); }; });
 }
 
 }  // namespace kvmcftools
