@@ -155,6 +155,41 @@ TEST(ToolVerbs, StatsOfFramesRegionsAndTheDifferenceOfTwoSources) {
     EXPECT_EQ(Kvmcf({"describe", file.Path(), "--frames", "1"}).out, Kvmcf({"stats", file.Path(), "--frames", "1"}).out);
 }
 
+TEST(ToolVerbs, StatsPlaceBinnedPixelsAtTheFirstDetectorPixelOfTheirBin) {
+    // Sub-image 0: columns 1..4, rows 1..2, unbinned. Sub-image 1: columns 1..8, rows
+    // 5..8, binned 2 x 2 into 4 x 2 stored pixels, stored column c at detector 1 + 2c.
+    const TSubImage subs[2] = {TSubImage(1, 2, 4, 1, 1, 1), TSubImage(1, 8, 8, 5, 2, 2)};
+    TMCFIOManager::TImage signal(TKavriRect(1, 8, 8, 1), 2, subs, 1);
+    const float pixels[16] = {5, 1, 7, 1, 9, 9, 2, 3, 4, 4, 6, 0.5f, 4, 8, 8, -1};
+    signal.calibImage.SetImageData(pixels, 16, 1);
+    kvmcftools::McfFileContent content;
+    content.images[0] = &signal;
+    kvmcftest::TempFile file(kvmcftools::McfFileBytes(content), "binned.mcf");
+    const auto r = Kvmcf({"stats", file.Path(), "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    const json regions = json::parse(r.out)["files"][0]["frames"][0]["regions"];
+    ASSERT_EQ(regions.size(), 2u);
+    // 5 1 7 1 / 9 9 2 3: 1 twice and 9 twice, the smaller is the mode.
+    EXPECT_EQ(regions[0]["minimum"], (json{{"value", 1}, {"x", 2}, {"y", 1}}));
+    EXPECT_EQ(regions[0]["maximum"], (json{{"value", 9}, {"x", 1}, {"y", 2}}));
+    EXPECT_DOUBLE_EQ(regions[0]["mean"].get<double>(), 37.0 / 8);
+    EXPECT_EQ(regions[0]["mode"], 1);
+    // 4 4 6 0.5 / 4 8 8 -1: -1 is stored pixel (3, 1), 8 first at (1, 1).
+    EXPECT_EQ(regions[1]["sub_images"], json::array({1}));
+    EXPECT_EQ(regions[1]["minimum"], (json{{"value", -1}, {"x", 7}, {"y", 7}}));
+    EXPECT_EQ(regions[1]["maximum"], (json{{"value", 8}, {"x", 3}, {"y", 7}}));
+    EXPECT_EQ(regions[1]["mode"], 4);
+    // Columns 2..5, rows 1..6: 1 7 1 / 9 2 3 below, and above the bins starting at
+    // columns 3 and 5 of row 5: 4 6.
+    const json across =
+        json::parse(Kvmcf({"stats", file.Path(), "--region", "5,6,2,1", "--json"}).out)["files"][0]["frames"][0];
+    const json& a = across["regions"][0];
+    EXPECT_EQ(a["sub_images"], json::array({0, 1}));
+    EXPECT_EQ(a["pixels"], 8);
+    EXPECT_EQ(a["maximum"], (json{{"value", 9}, {"x", 2}, {"y", 2}}));
+    EXPECT_DOUBLE_EQ(a["mean"].get<double>(), 33.0 / 8);
+}
+
 TEST(ToolVerbs, OneFrameIndexMeansTheSameFrameInEveryVerb) {
     kvmcftest::TempFile file(kvmcftest::TwoSourceFile(), "two.mcf");
     // Frame 1 holds 110 .. 117.5, frame 0 100 .. 107.5.
