@@ -367,9 +367,10 @@ unsigned int TMCFIOManager::GetAllFrames(KVMCF_DataSource source, float* buffer,
         const unsigned int count = 4u * size;
         mcf->ReadFromStream(reinterpret_cast<char*>(buffer), count);
         position += count;
-        // A buffer larger than the data reads to the end of the file; that is not an
-        // error, and it must not leave the stream failed for the next frame read.
-        if (!mcf->IsStreamGood()) mcf->GetStream()->clear();
+        // A buffer larger than the data reads to the end of the input and still
+        // succeeds, leaving the stream failed: later stream reads of this file then
+        // answer as the stream says (GetFrame leaves buffers untouched, GetAllFrames
+        // gives a file error) until the next open. Lab programs rely on that.
     } catch (...) {
         position = mcf->GetStreamPosition();
         return KVMCF_FILE_ERROR;

@@ -145,7 +145,8 @@ unsigned int SubImageType(const Context& c, KVMCF_PropertyType* type) {
 
 // Printed with the standard formatting routine, not the library's own.
 void WriteSeconds(const Value& value, char* text, unsigned int size) {
-    if (size > 1) std::snprintf(text, size, "%0.7f", std::get<double>(value));
+    // Bounded by size - 1 like the other formats, so it writes one character fewer.
+    if (size > 0) std::snprintf(text, size - 1, "%0.7f", std::get<double>(value));
 }
 
 // The user text is fetched with a capacity of size - 1, terminator included.

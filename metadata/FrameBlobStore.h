@@ -40,7 +40,8 @@ private:
     int frames = 0;
     std::size_t bytes = 0;
     std::vector<unsigned char> blobs;  // frames * bytes, contiguous
-    std::vector<unsigned char> zeros;  // one blob's worth, for frames the store lacks
+    // One blob's worth, for frames the store lacks; an empty text even before any Recreate.
+    std::vector<unsigned char> zeros = std::vector<unsigned char>(1, 0);
 };
 
 #endif

@@ -79,8 +79,9 @@ public:
     // Fields 1 to 6 as numbers; the time code (CID 11) only through the array overload.
     template <class T>
     unsigned int getCIDData(unsigned int cid, T* out, unsigned int* length) const {
-        static_assert(std::is_same<T, std::uint16_t>::value || std::is_same<T, std::uint32_t>::value ||
-                          std::is_same<T, std::uint64_t>::value,
+        // Any spelling of the width: unsigned long and unsigned long long are both 64 bits here.
+        static_assert(std::is_integral<T>::value && std::is_unsigned<T>::value && !std::is_same<T, bool>::value &&
+                          (sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8),
                       "CID values are read as 16-, 32- or 64-bit unsigned numbers");
         if (out == nullptr) return kNullOutput;
         std::uint64_t value = 0;

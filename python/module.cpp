@@ -4,6 +4,8 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -19,7 +21,7 @@ namespace {
 // The open file with whatever must outlive it. Shared by the File object and by
 // every array viewing its pixels, so the file closes when the last of them goes.
 struct Handle {
-    std::string bytes;  // the file's bytes, for files opened from memory; outlives the file
+    py::object owner;  // the bytes object of a file opened from memory; outlives the file
     std::unique_ptr<kvmcf::File> file;
     bool closed = false;  // the File object was closed; views may still hold the pixels
 };
@@ -34,6 +36,35 @@ struct Mapping {
 PyObject* gError = nullptr;
 PyObject* gFormatError = nullptr;
 PyObject* gFileError = nullptr;
+PyObject* gFileNotFoundError = nullptr;
+PyObject* gIsADirectoryError = nullptr;
+PyObject* gPermissionError = nullptr;
+
+// A path the system would not open: the OSError subclass Python itself would raise,
+// with errno, the system's words and the path as its filename.
+bool RaiseSystemError(const kvmcf::Error& e) {
+    const int error = e.systemError();
+    if (error == 0) return false;
+    PyObject* type = gFileError;
+    if (error == ENOENT) type = gFileNotFoundError;
+    else if (error == EISDIR) type = gIsADirectoryError;
+    else if (error == EACCES || error == EPERM) type = gPermissionError;
+    // The message is "PATH: words"; the path is what comes before the words.
+    const std::string words = std::strerror(error);
+    std::string path = e.what();
+    if (path.size() >= words.size() + 2 && path.compare(path.size() - words.size() - 2, std::string::npos, ": " + words) == 0)
+        path.resize(path.size() - words.size() - 2);
+    py::object filename = py::reinterpret_steal<py::object>(
+        PyUnicode_DecodeFSDefaultAndSize(path.data(), static_cast<Py_ssize_t>(path.size())));
+    if (!filename) return true;
+    py::object raised = py::reinterpret_steal<py::object>(
+        PyObject_CallFunction(type, "isO", error, words.c_str(), filename.ptr()));
+    if (!raised) return true;
+    raised.attr("code") = e.code();
+    raised.attr("position") = py::none();
+    PyErr_SetObject(type, raised.ptr());
+    return true;
+}
 
 PyObject* ExceptionType(unsigned int code) {
     switch (code) {
@@ -46,6 +77,7 @@ PyObject* ExceptionType(unsigned int code) {
 }
 
 void RaiseError(const kvmcf::Error& e) {
+    if (RaiseSystemError(e)) return;
     PyObject* type = ExceptionType(e.code());
     py::object error = py::reinterpret_steal<py::object>(PyObject_CallFunction(type, "s", e.what()));
     if (!error) return;  // the call left its own exception set
@@ -74,7 +106,12 @@ py::object PropertyValue(const kvmcf::Property& p) {
         py::object operator()(std::monostate) const { return py::str(p.text); }
         py::object operator()(long long v) const { return py::int_(v); }
         py::object operator()(unsigned long long v) const { return py::int_(v); }
-        py::object operator()(double v) const { return py::float_(v); }
+        // Floats as the file holds them (float32 prints 0.05, not its widened double);
+        // the frame times the type query calls time stamps are float32 too.
+        py::object operator()(double v) const {
+            if (p.type == kvmcf::PropertyType::Double) return py::float_(v);
+            return py::module_::import("numpy").attr("float32")(v);
+        }
         py::object operator()(const std::string& v) const {
             // Property texts are bytes from the file; never fail on them.
             return py::reinterpret_steal<py::object>(PyUnicode_DecodeLatin1(v.data(), static_cast<Py_ssize_t>(v.size()), nullptr));
@@ -165,6 +202,50 @@ py::array_t<float> ReadFrames(const PySource& s, unsigned int first, unsigned in
     return out;
 }
 
+// Frames starts[i] .. starts[i] + counts[i] - 1 of each run, pixels offset ..
+// offset + length - 1 of each, one after another into out, without the GIL. A run
+// of whole frames is read straight into out with one positioned read; a part of
+// each frame (one sub-image of several) goes through a bounded scratch block.
+using Runs = py::array_t<unsigned int, py::array::c_style | py::array::forcecast>;
+
+void ReadRuns(const PySource& s, const Runs& startArray, const Runs& countArray, py::array out, std::size_t offset,
+              std::size_t length) {
+    const std::vector<unsigned int> starts(startArray.data(), startArray.data() + startArray.size());
+    const std::vector<unsigned int> counts(countArray.data(), countArray.data() + countArray.size());
+    const std::shared_ptr<Handle> keep = s.handle();
+    const kvmcf::Source& source = s.source();
+    const std::size_t frameLength = source.frameLength();
+    if (starts.size() != counts.size() || offset > frameLength || length > frameLength - offset)
+        throw py::value_error("runs and pixel range do not fit the frames");
+    unsigned long long total = 0;
+    for (unsigned int c : counts) total += c;
+    if (!(out.flags() & py::array::c_style) || !out.writeable() || !out.dtype().is(py::dtype::of<float>()) ||
+        static_cast<unsigned long long>(out.size()) != total * length)
+        throw py::value_error("out must be a writable C-contiguous float32 array of the frames read");
+    if (total == 0 || length == 0) return;
+    float* to = static_cast<float*>(out.mutable_data());
+    py::gil_scoped_release release;
+    if (offset == 0 && length == frameLength) {
+        for (std::size_t i = 0; i < starts.size(); ++i) {
+            source.readFrames(starts[i], counts[i], to);
+            to += static_cast<std::size_t>(counts[i]) * length;
+        }
+        return;
+    }
+    const std::size_t perBlock = std::max<std::size_t>(1, (std::size_t{16} << 20) / (frameLength * sizeof(float)));
+    std::vector<float> scratch;
+    for (std::size_t i = 0; i < starts.size(); ++i) {
+        for (unsigned int done = 0; done < counts[i];) {
+            const unsigned int n = static_cast<unsigned int>(std::min<std::size_t>(perBlock, counts[i] - done));
+            scratch.resize(static_cast<std::size_t>(n) * frameLength);
+            source.readFrames(starts[i] + done, n, scratch.data());
+            for (unsigned int f = 0; f < n; ++f, to += length)
+                std::memcpy(to, scratch.data() + f * frameLength + offset, length * sizeof(float));
+            done += n;
+        }
+    }
+}
+
 template <class T>
 py::array_t<T> ToArray(const std::vector<T>& v) {
     py::array_t<T> out(static_cast<py::ssize_t>(v.size()));
@@ -200,6 +281,16 @@ PYBIND11_MODULE(_kvmcfio, m) {
     py::tuple fileBases = py::make_tuple(py::handle(PyExc_OSError), py::handle(gError));
     gFileError = NewException(m, "FileError", fileBases.ptr(),
                               "The file could not be opened or no longer holds the pixels asked for.");
+    // The OSError subclasses Python raises for the same failures, so `except
+    // FileNotFoundError` works as for open() and `except kvmcfio.FileError` catches all.
+    const auto systemError = [&](const char* name, PyObject* builtin, const char* doc) {
+        py::tuple bases = py::make_tuple(py::handle(gFileError), py::handle(builtin));
+        return NewException(m, name, bases.ptr(), doc);
+    };
+    gFileNotFoundError = systemError("FileNotFoundError", PyExc_FileNotFoundError, "The file does not exist.");
+    gIsADirectoryError = systemError("IsADirectoryError", PyExc_IsADirectoryError, "The path names a directory.");
+    gPermissionError = systemError("PermissionError", PyExc_PermissionError, "The file may not be read.");
+    m.attr("version") = kvmcf::libraryVersion();
     py::register_exception_translator([](std::exception_ptr p) {
         try {
             if (p) std::rethrow_exception(p);
@@ -233,6 +324,15 @@ PYBIND11_MODULE(_kvmcfio, m) {
                  return ReadOnlyView(keep, s.source().frames());
              })
         .def("read_frames", &ReadFrames, py::arg("first"), py::arg("count"))
+        // The file holds every frame the header counts (FileError otherwise), so a
+        // lying count never sizes an array; maps the file once, reads nothing.
+        .def("check_whole",
+             [](const PySource& s) {
+                 const std::shared_ptr<Handle> keep = s.handle();
+                 s.source().frames();
+             })
+        .def("read_runs", &ReadRuns, py::arg("starts"), py::arg("counts"), py::arg("out"), py::arg("offset"),
+             py::arg("length"))
         .def("properties",
              [](const PySource& s) {
                  py::dict out;
@@ -263,31 +363,41 @@ PYBIND11_MODULE(_kvmcfio, m) {
     py::class_<PyFile>(m, "_File")
         .def_static(
             "open",
-            [](const std::string& path, bool headerOnly) {
+            [](const py::bytes& path, bool headerOnly) {
+                const std::string name = path;  // the file system's bytes, whatever their encoding
                 auto handle = std::make_shared<Handle>();
                 kvmcf::OpenOptions options;
                 options.mode = headerOnly ? kvmcf::ReadMode::HeaderOnly : kvmcf::ReadMode::All;
                 {
                     py::gil_scoped_release release;
-                    handle->file = std::make_unique<kvmcf::File>(kvmcf::File::open(path, options));
+                    handle->file = std::make_unique<kvmcf::File>(kvmcf::File::open(name, options));
                 }
                 return PyFile(std::move(handle));
             },
             py::arg("path"), py::arg("header_only"))
         .def_static(
             "from_bytes",
-            [](py::bytes data, bool headerOnly) {
+            [](py::bytes data, bool headerOnly, const std::string& name) {
+                // Immutable bytes, read in place for as long as the handle holds them.
                 auto handle = std::make_shared<Handle>();
-                handle->bytes = data;  // one copy we own, so the caller's object may change or go
+                handle->owner = data;
+                const char* bytes = PyBytes_AS_STRING(data.ptr());
+                const auto size = static_cast<std::size_t>(PyBytes_GET_SIZE(data.ptr()));
                 const kvmcf::ReadMode mode = headerOnly ? kvmcf::ReadMode::HeaderOnly : kvmcf::ReadMode::All;
-                handle->file = std::make_unique<kvmcf::File>(
-                    kvmcf::File::fromBytes(handle->bytes.data(), handle->bytes.size(), mode));
+                try {
+                    if (size == 0) throw kvmcf::Error(kvmcf::result::FormatError, "not a multi-channel file: no bytes");
+                    handle->file = std::make_unique<kvmcf::File>(kvmcf::File::fromBytes(bytes, size, mode));
+                } catch (const kvmcf::Error& e) {
+                    // Bytes carry no name: give the one the caller knows them by.
+                    if (name.empty()) throw;
+                    throw kvmcf::Error(e.code(), name + ": " + e.what(), e.position(), e.systemError());
+                }
                 return PyFile(std::move(handle));
             },
-            py::arg("data"), py::arg("header_only"))
+            py::arg("data"), py::arg("header_only"), py::arg("name") = std::string())
         .def("close", &PyFile::close)
         .def_property_readonly("closed", &PyFile::closed)
-        .def_property_readonly("path", [](const PyFile& f) { return f.file().path(); })
+        .def_property_readonly("path", [](const PyFile& f) { return py::bytes(f.file().path()); })
         .def_property_readonly("header_only", [](const PyFile& f) { return f.file().mode() == kvmcf::ReadMode::HeaderOnly; })
         .def_property_readonly("version", [](const PyFile& f) { return VersionTuple(f.file().version()); })
         .def_property_readonly("structure_versions",

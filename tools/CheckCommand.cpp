@@ -87,29 +87,23 @@ Json CheckJson(const std::string& path, const ReadDiagnosis::Diagnosis& d, const
 }
 
 int RunCheck(const CheckOptions& o) {
-    int code = 0;
-    std::vector<Json> entries;
-    for (std::size_t i = 0; i < o.files.size(); ++i) {
-        const std::string& path = o.files[i];
+    bool damaged = false;
+    const int code = ForEachFile(o.files, o.json, [&](const std::string& path, bool json, Json* entry, std::string* why) {
         const ReadDiagnosis::Diagnosis d = ReadDiagnosis::DiagnoseFile(path);
         bool refused = false;
         const std::string opens = OpenResult(path, d, &refused);
         if (refused) {
-            code = kFileProblem;
-            if (o.json) entries.push_back(JsonFailure(path, opens));
-            Fail(opens);
-            continue;
+            *why = opens;
+            return false;
         }
-        if (!d.stop.intact) code = kFileProblem;
-        if (o.json) {
-            entries.push_back(CheckJson(path, d, opens));
-        } else {
-            if (i) std::printf("\n");
+        damaged = damaged || !d.stop.intact;
+        if (json)
+            *entry = CheckJson(path, d, opens);
+        else
             PrintText(path, d, opens);
-        }
-    }
-    if (o.json) PrintJson(JsonDocument(std::move(entries)));
-    return code;
+        return true;
+    });
+    return damaged ? kFileProblem : code;
 }
 
 }  // namespace

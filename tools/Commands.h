@@ -5,12 +5,18 @@
 #define KVMCF_TOOLS_COMMANDS_H
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 namespace kvmcftools {
 
 using Run = std::function<int()>;
+
+// --source NAME: one of the five source names (or of `extra`), else a usage error
+// "unknown source NAME (...)".
+CLI::Validator SourceCheck(std::vector<std::string> extra = {});
 
 // Sources, frames, sub-images, calibration and statistics (also `kvmcf FILE`).
 void AddSummaryCommand(CLI::App& app, Run* run);

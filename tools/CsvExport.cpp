@@ -70,7 +70,7 @@ bool WriteCsv(const ExportJob& job, const FrameRange& rows, std::string* why) {
         for (const Plane& p : job.planes)
             for (unsigned int r = 0; r < chosen.count; ++r) {
                 std::string name = "frame " + std::to_string(job.range.first + i);
-                if (job.planes.size() > 1) name += " sub-image " + std::to_string(p.index + 1);
+                if (job.planes.size() > 1) name += " sub-image " + std::to_string(p.index);
                 if (chosen.count > 1 || rows.count > 0) name += " row " + std::to_string(rowBase + r);
                 std::fprintf(f.get(), ",%s", name.c_str());
             }

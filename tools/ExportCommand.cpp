@@ -87,6 +87,15 @@ int RunExport(const ExportOptions& o) {
         return kUsageProblem;
     }
     if (!OpenOrSay(in)) return kFileProblem;
+    if (!toStdout && !OutputAllowed(out, {in}, o.force, &why)) return Fail(why);
+    // Every source goes into one HDF5 file unless one is named.
+    if (o.source == "all" || (format == Format::Hdf5 && o.source.empty())) {
+        if (format != Format::Hdf5) {
+            std::fprintf(stderr, "kvmcf: --source all applies to hdf5 only\n");
+            return kUsageProblem;
+        }
+        return ExportAllSourcesToHdf5(in, out, o.frames, o.force, o.quiet);
+    }
 
     return GuardedCommand(in, [&] {
         ExportInput input;
@@ -142,7 +151,7 @@ int RunExport(const ExportOptions& o) {
             job.name = toStdout ? std::string("standard output") : outputs[g]->Path();
             job.progress = &progress;
             const bool ok = format == Format::Tiff   ? WriteTiff(job, &why)
-                            : format == Format::Hdf5 ? WriteHdf5(job, &why)
+                            : format == Format::Hdf5 ? WriteHdf5({job}, &why)
                                                      : WriteCsv(job, rows, &why);
             if (!ok) return ExportFailure(why);
         }
@@ -163,12 +172,20 @@ void AddExportCommand(CLI::App& app, Run* run) {
                   "OUT-subK (K from 0). Never writes over FILE, nor over OUT without --force");
     verb->add_option("FILE", o->in, "The multi-channel file")->required();
     verb->add_option("OUT", o->out, "The output, or - for CSV on standard output")->required();
-    verb->add_option("--source", o->source, "The source (default: signal, else the first present)")
-        ->check(CLI::IsMember(SourceNames()));
+    verb->add_option("--source", o->source,
+                     "The source, or all (HDF5 only: every source, the default for HDF5); default signal, else the "
+                     "first present")
+        ->check(SourceCheck({"all"}));
     verb->add_option("--frames", o->frames, "Frames A:B (A up to but not B, from 0), A:, :B or N; default all")
         ->type_name("A:B");
     verb->add_option("--format", o->format, "tiff, hdf5 or csv (default: from OUT's extension; it must agree)")
-        ->check(CLI::IsMember({"tiff", "tif", "hdf5", "h5", "hdf", "csv"}, CLI::ignore_case));
+        ->check(CLI::Validator(
+            [](std::string& name) {
+                const OutputFormat f = FormatNamed(name);
+                const bool ok = f == OutputFormat::Tiff || f == OutputFormat::Hdf5 || f == OutputFormat::Csv;
+                return ok ? std::string() : "unknown format " + name + " (tiff, hdf5 or csv)";
+            },
+            "FORMAT"));
     verb->add_option("--rows", o->rows, "CSV only: rows A:B of each frame (from 0)")->type_name("A:B");
     verb->add_flag("--force", o->force, "Replace an existing OUT (never FILE itself)");
     verb->add_flag("--quiet", o->quiet, "No progress line");

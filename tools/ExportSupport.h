@@ -71,8 +71,29 @@ std::string AxisLabel(const kvmcf::Axis& axis);
 // True when the axis says more than a pixel index.
 bool IsCalibrated(const kvmcf::Axis& axis);
 
+// An axis of evenly spaced values: value(i) = origin + i * step.
+struct LinearAxis {
+    double origin = 0, step = 0;
+};
+// The line through values when every value lies on it (to single precision); none
+// for fewer than two values or a curved axis.
+std::optional<LinearAxis> FitLine(const std::vector<double>& values);
+
 // {"source": ..., "file_version": ..., "record_versions": {...}, "properties": {name: value}}.
 std::string PropertiesJson(const kvmcf::File& file, const kvmcf::Source& source);
+
+// What an output needs to place its pixels without the input: the properties as
+// above, plus "frames" {"first", "count"}, "times" (s, per frame), "sub_images" (per
+// plane: index, detector left/bottom/right/top, hbin, vbin), "x" {"label", "unit",
+// "values" per stored column} and "z" {the same per stored row, bottom row first},
+// for the first plane's columns and in each sub-image for its rows, listed top row
+// first when topFirst (as the output's rows run). An axis that does not cover a plane
+// is given as detector positions, labelled "Column" or "Row".
+std::string CalibrationJson(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                            const std::vector<Plane>& planes, bool topFirst);
+
+// Detector position of the middle of each of count bins of bin pixels from start.
+std::vector<double> DetectorPositions(std::size_t count, int start, int bin);
 
 // An input opened for export: the file read to its headers, the chosen source and
 // its sub-images as planes.
@@ -98,6 +119,30 @@ int GuardedCommand(const std::string& path, const std::function<int()>& body);
 // (its own reason is then in why).
 bool ForEachFrame(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range, Progress* progress,
                   const std::function<bool(unsigned int, const unsigned char*)>& frame, std::string* why);
+
+// Calls block(first, count, bytes) for runs of consecutive frames covering the range
+// in order, each run's bytes one after another in a buffer of about 1 MiB (one frame
+// where a frame is larger), valid during the call.
+bool ForEachFrameBlock(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                       Progress* progress,
+                       const std::function<bool(unsigned int, unsigned int, const unsigned char*)>& block,
+                       std::string* why);
+
+// Whether a frame is larger than the buffer ForEachFrameBlock reads through; such
+// frames go through ForEachRowRun instead.
+bool LargeFrames(const kvmcf::Source& source);
+// Frames ForEachFrameBlock reads at once (before the range's end cuts a run short).
+unsigned int FramesPerBlock(const kvmcf::Source& source);
+
+// Calls run(frame, plane, firstRow, count, bytes) for runs of whole stored rows of
+// each plane (its position in planes) of each frame of the range: rows k * R to
+// (k + 1) * R - 1 with R = RowsPerRun(plane), the top run first, the rows' bytes (the
+// bottom one first) valid during the call.
+std::size_t RowsPerRun(const Plane& plane);
+bool ForEachRowRun(const kvmcf::File& file, const kvmcf::Source& source, const FrameRange& range,
+                   const std::vector<Plane>& planes, Progress* progress,
+                   const std::function<bool(unsigned int, std::size_t, std::size_t, std::size_t, const unsigned char*)>& run,
+                   std::string* why);
 
 // The first pixel of a plane in a frame's bytes.
 inline const unsigned char* PlaneBytes(const unsigned char* frame, const Plane& plane) {

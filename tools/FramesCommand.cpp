@@ -91,30 +91,20 @@ void PrintText(const kvmcf::File& file, const kvmcf::Source& s) {
 }
 
 int RunFrames(const FramesOptions& o) {
-    int code = 0;
-    std::vector<Json> entries;
-    for (std::size_t i = 0; i < o.files.size(); ++i) {
-        const std::string& path = o.files[i];
-        std::string why;
-        std::optional<kvmcf::File> file = OpenFile(path, &why);
-        const kvmcf::Source* source = file ? ChooseSource(*file, o.source, &why) : nullptr;
-        if (file && !source) why = path + ": " + why;
-        try {
-            if (source && o.json) entries.push_back(FramesJson(*file, *source));
-            if (source && !o.json) {
-                if (i) std::printf("\n");
-                PrintText(*file, *source);
-            }
-        } catch (const kvmcf::Error& e) {
-            why = path + ": " + e.what();
+    return ForEachFile(o.files, o.json, [&](const std::string& path, bool json, Json* entry, std::string* why) {
+        std::optional<kvmcf::File> file = OpenFile(path, why);
+        if (!file) return false;
+        const kvmcf::Source* source = ChooseSource(*file, o.source, why);
+        if (!source) {
+            *why = path + ": " + *why;
+            return false;
         }
-        if (why.empty()) continue;
-        code = kFileProblem;
-        if (o.json) entries.push_back(JsonFailure(path, why));
-        Fail(why);
-    }
-    if (o.json) PrintJson(JsonDocument(std::move(entries)));
-    return code;
+        if (json)
+            *entry = FramesJson(*file, *source);
+        else
+            PrintText(*file, *source);
+        return true;
+    });
 }
 
 }  // namespace
@@ -126,7 +116,7 @@ void AddFramesCommand(CLI::App& app, Run* run) {
                   "time stamp, and the time code and metadata tags where the file's extension section has them");
     verb->add_option("FILE", o->files, "Files to show, each in turn")->required();
     verb->add_option("--source", o->source, "The source (default: signal, else the first present)")
-        ->check(CLI::IsMember(SourceNames()));
+        ->check(SourceCheck());
     verb->add_flag("--json", o->json, "One JSON document: {format_version, files: [...]}");
     verb->callback([o, run] { *run = [o] { return RunFrames(*o); }; });
 }

@@ -74,29 +74,19 @@ void PrintText(const std::vector<const kvmcf::Source*>& sources) {
 }
 
 int RunInfo(const InfoOptions& o) {
-    int code = 0;
-    std::vector<Json> entries;
-    for (std::size_t i = 0; i < o.files.size(); ++i) {
-        const std::string& path = o.files[i];
-        std::string why;
-        std::optional<kvmcf::File> file = OpenFile(path, &why);
-        std::vector<const kvmcf::Source*> sources;
-        if (file) sources = Chosen(*file, o.source, &why);
-        if (!why.empty()) {
-            code = kFileProblem;
-            if (o.json) entries.push_back(JsonFailure(path, why));
-            Fail(why);
-            continue;
+    return ForEachFile(o.files, o.json, [&](const std::string& path, bool json, Json* entry, std::string* why) {
+        std::optional<kvmcf::File> file = OpenFile(path, why);
+        if (!file) return false;
+        const std::vector<const kvmcf::Source*> sources = Chosen(*file, o.source, why);
+        if (!why->empty()) return false;
+        if (json) {
+            *entry = FileJson(*file, sources);
+        } else {
+            if (o.files.size() > 1) std::printf("== %s ==\n", path.c_str());
+            PrintText(sources);
         }
-        if (o.json) {
-            entries.push_back(FileJson(*file, sources));
-            continue;
-        }
-        if (o.files.size() > 1) std::printf("%s== %s ==\n", i ? "\n" : "", path.c_str());
-        PrintText(sources);
-    }
-    if (o.json) PrintJson(JsonDocument(std::move(entries)));
-    return code;
+        return true;
+    });
 }
 
 }  // namespace
@@ -108,7 +98,7 @@ void AddInfoCommand(CLI::App& app, Run* run) {
                 "property vocabulary does), and the values of the extension section");
     verb->add_option("FILE", o->files, "Files to show, each in turn")->required();
     verb->add_option("--source", o->source, "Only this source: " + SourceNameList())
-        ->check(CLI::IsMember(SourceNames()));
+        ->check(SourceCheck());
     verb->add_flag("--json", o->json, "One JSON document: {format_version, files: [...]}");
     verb->callback([o, run] { *run = [o] { return RunInfo(*o); }; });
 }

@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace kvmcftools {
 
@@ -107,26 +108,120 @@ float Percentile(std::vector<float> values, double q) {
     return values[k];
 }
 
-GrayImage ImagePreview(const float* pixels, std::size_t columns, std::size_t rows) {
-    const std::vector<float> all(pixels, pixels + columns * rows);
-    const float low = Percentile(all, 0.005), high = Percentile(all, 0.995);
+bool ParseScale(const std::string& text, PreviewScale* scale, std::string* why) {
+    if (text == "linear" || text == "log") {
+        *scale = text == "log" ? PreviewScale::Log : PreviewScale::Linear;
+        return true;
+    }
+    *why = "--scale " + text + " is neither linear nor log";
+    return false;
+}
+
+bool ParseClip(const std::string& text, Stretch* stretch, std::string* why) {
+    const std::size_t comma = text.find(',');
+    char* end = nullptr;
+    const std::string lowText = text.substr(0, comma);
+    const double low = std::strtod(lowText.c_str(), &end);
+    const bool lowOk = comma != std::string::npos && !lowText.empty() && *end == '\0';
+    const std::string highText = comma == std::string::npos ? "" : text.substr(comma + 1);
+    const double high = std::strtod(highText.c_str(), &end);
+    const bool highOk = !highText.empty() && *end == '\0';
+    if (!lowOk || !highOk || !(low >= 0) || !(high <= 100) || !(low < high)) {
+        *why = "--clip " + text + " is not LOW,HIGH with percentiles 0 <= LOW < HIGH <= 100";
+        return false;
+    }
+    stretch->lowPercent = low;
+    stretch->highPercent = high;
+    return true;
+}
+
+std::uint8_t Gray(float v, float low, float high, PreviewScale scale) {
+    if (!(high > low)) return 128;  // a flat picture has no contrast to stretch
+    if (!(v > low)) return 0;       // NaN too
+    if (v >= high) return 255;
+    double t;
+    if (scale == PreviewScale::Linear) t = (static_cast<double>(v) - low) / (static_cast<double>(high) - low);
+    else if (low > 0) t = std::log(static_cast<double>(v) / low) / std::log(static_cast<double>(high) / low);
+    else t = std::log1p(static_cast<double>(v) - low) / std::log1p(static_cast<double>(high) - low);
+    return static_cast<std::uint8_t>(std::lround(std::min(1.0, std::max(0.0, t)) * 255.0));
+}
+
+namespace {
+
+void Bounds(const float* values, std::size_t count, const Stretch& stretch, float* low, float* high) {
+    const std::vector<float> all(values, values + count);
+    *low = Percentile(all, stretch.lowPercent / 100);
+    *high = Percentile(all, stretch.highPercent / 100);
+}
+
+std::string ScaleText(float low, float high, const Stretch& stretch) {
+    return "values " + Number(low) + " to " + Number(high) + (stretch.scale == PreviewScale::Log ? " log" : "");
+}
+
+}  // namespace
+
+GrayImage ImagePreview(const float* pixels, std::size_t columns, std::size_t rows, const Stretch& stretch) {
+    float low, high;
+    Bounds(pixels, columns * rows, stretch, &low, &high);
     GrayImage img{columns, rows, std::vector<std::uint8_t>(columns * rows)};
     for (std::size_t r = 0; r < rows; ++r) {
         const float* in = pixels + (rows - 1 - r) * columns;  // the top row is stored last
         std::uint8_t* out = img.pixels.data() + r * columns;
-        for (std::size_t c = 0; c < columns; ++c) {
-            const float v = in[c];
-            if (!(high > low)) {
-                out[c] = 128;  // a flat picture has no contrast to stretch
-            } else if (!(v > low)) {
-                out[c] = 0;  // NaN too
-            } else if (v >= high) {
-                out[c] = 255;
-            } else {
-                out[c] = static_cast<std::uint8_t>(std::lround((v - low) / (high - low) * 255.0f));
-            }
+        for (std::size_t c = 0; c < columns; ++c) out[c] = Gray(in[c], low, high, stretch.scale);
+    }
+    return img;
+}
+
+GrayImage KineticPreview(const std::vector<double>& x, const float* values, std::size_t columns, std::size_t frames,
+                         unsigned int firstFrame, const std::vector<double>& times, const std::string& unit,
+                         const std::string& label, const Stretch& stretch, KineticLayout* where) {
+    const std::size_t kMinRows = 200, kMaxRows = 4000, kMinColumns = 400;
+    KineticLayout layout;
+    layout.framesPerRow = (frames + kMaxRows - 1) / kMaxRows;
+    layout.rowsPerFrame = std::max<std::size_t>(1, kMinRows / frames);
+    layout.pixelsPerColumn = std::max<std::size_t>(1, kMinColumns / columns);
+    const std::size_t bands = (frames + layout.framesPerRow - 1) / layout.framesPerRow;
+    const std::size_t width = columns * layout.pixelsPerColumn, height = bands * layout.rowsPerFrame;
+    float low, high;
+    Bounds(values, columns * frames, stretch, &low, &high);
+
+    const std::string suffix = unit.empty() ? "" : " " + unit;
+    const std::string lastFrame = std::to_string(firstFrame + frames - 1);
+    const std::string top = "frames " + std::to_string(firstFrame) + " to " + lastFrame + "  time " +
+                            Number(times.empty() ? 0 : times.front()) + " to " + Number(times.empty() ? 0 : times.back()) + " s";
+    const std::string scale = ScaleText(low, high, stretch);
+    const std::string xLow = Number(x.front()) + suffix, xHigh = Number(x.back()) + suffix;
+    const long long textWidth = std::max({TextWidth(top), TextWidth(scale), TextWidth(xLow + "  " + label + "  " + xHigh)});
+    GrayImage img{std::max<std::size_t>(width + 2 * layout.left, static_cast<std::size_t>(textWidth) + 2 * layout.left),
+                  height + layout.top + 34, {}};
+    img.pixels.assign(img.width * img.height, 255);
+
+    std::vector<double> band(columns);
+    for (std::size_t b = 0; b < bands; ++b) {
+        // A band is the mean of its frames (one frame unless the series is long).
+        const std::size_t from = b * layout.framesPerRow, to = std::min(frames, from + layout.framesPerRow);
+        std::fill(band.begin(), band.end(), 0.0);
+        for (std::size_t f = from; f < to; ++f)
+            for (std::size_t c = 0; c < columns; ++c) band[c] += values[f * columns + c];
+        for (std::size_t r = 0; r < layout.rowsPerFrame; ++r) {
+            std::uint8_t* out = img.pixels.data() + (layout.top + b * layout.rowsPerFrame + r) * img.width + layout.left;
+            for (std::size_t c = 0; c < columns; ++c)
+                std::fill_n(out + c * layout.pixelsPerColumn, layout.pixelsPerColumn,
+                            Gray(static_cast<float>(band[c] / static_cast<double>(to - from)), low, high, stretch.scale));
         }
     }
+    const long long l = static_cast<long long>(layout.left), t = static_cast<long long>(layout.top);
+    const long long r = l + static_cast<long long>(width), bottom = t + static_cast<long long>(height);
+    Line(img, l - 1, t - 1, r, t - 1);
+    Line(img, l - 1, bottom, r, bottom);
+    Line(img, l - 1, t - 1, l - 1, bottom);
+    Line(img, r, t - 1, r, bottom);
+    Text(img, l, 6, top);
+    Text(img, l, 26, scale);
+    Text(img, l, bottom + 10, xLow);
+    Text(img, std::max(l, r - TextWidth(xHigh)), bottom + 10, xHigh);
+    Text(img, (l + r - TextWidth(label)) / 2, bottom + 10, label);
+    if (where) *where = layout;
     return img;
 }
 
@@ -174,6 +269,56 @@ GrayImage SpectrumPlot(const std::vector<double>& x, const float* values, const 
     Text(img, (left + right - TextWidth(label)) / 2, below, label);
     Text(img, left, 10, "values " + Number(ymin) + " to " + Number(ymax));
     return img;
+}
+
+bool RenderPreview(const kvmcf::File& file, const kvmcf::Source& source, const Plane& plane,
+                   const PreviewOptions& options, Progress* progress, GrayImage* image, std::string* why) {
+    if (!options.frame.empty() && !options.frames.empty()) {
+        *why = "give --frame or --frames, not both";
+        return false;
+    }
+    const bool series = plane.rows == 1 && options.frame.empty() && source.frameCount() > 1;
+    if (!options.frames.empty() && plane.rows != 1) {
+        *why = std::string(source.name()) + " holds images of " + std::to_string(plane.rows) +
+               " rows: --frames draws a series of spectra; pick one image with --frame";
+        return false;
+    }
+    FrameRange range;
+    if (series) {
+        range = {0, source.frameCount()};
+        if (!options.frames.empty() && !ParseFrameRange(options.frames, source.frameCount(), &range, why)) return false;
+    } else if (!ParseFrameRange(options.frame.empty() ? "0" : options.frame, source.frameCount(), &range, why) ||
+               range.count != 1) {
+        if (why->empty()) *why = "--frame takes one frame number";
+        return false;
+    }
+    const kvmcf::Axis axis = source.xAxis();
+    std::vector<double> x = PlaneXValues(axis, plane);
+    std::string unit = UnitText(axis.unit), label = AxisLabel(axis);
+    if (x.empty()) {
+        unit = "";
+        label = "column";
+        for (std::size_t c = 0; c < plane.columns; ++c)
+            x.push_back(plane.geometry.left + static_cast<double>(c * plane.geometry.hBin));
+    }
+    // The drawn pixels only, gathered from the frames.
+    std::vector<float> pixels;
+    pixels.reserve(plane.Pixels() * range.count);
+    if (!ForEachFrame(file, source, range, progress, [&](unsigned int, const unsigned char* bytes) {
+            const std::size_t at = pixels.size();
+            pixels.resize(at + plane.Pixels());
+            std::memcpy(pixels.data() + at, PlaneBytes(bytes, plane), 4 * plane.Pixels());
+            return true;
+        }, why))
+        return false;
+    if (series)
+        *image = KineticPreview(x, pixels.data(), plane.columns, range.count, range.first, FrameTimes(source, range), unit,
+                                label, options.stretch);
+    else if (plane.rows == 1)
+        *image = SpectrumPlot(x, pixels.data(), unit, label);
+    else
+        *image = ImagePreview(pixels.data(), plane.columns, plane.rows, options.stretch);
+    return true;
 }
 
 namespace {

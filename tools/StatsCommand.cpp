@@ -260,30 +260,11 @@ bool StatsOfFile(const StatsOptions& o, const kvmcf::File& file, Json* entry, st
 }
 
 int RunStats(const StatsOptions& o) {
-    int code = 0;
-    std::vector<Json> entries;
-    for (std::size_t i = 0; i < o.files.size(); ++i) {
-        const std::string& path = o.files[i];
-        std::string why, text;
-        Json entry;
-        std::optional<kvmcf::File> file = OpenFile(path, &why);
-        if (!o.json && i) std::printf("\n");
-        try {
-            if (file && StatsOfFile(o, *file, &entry, &text, &why)) {
-                if (o.json) entries.push_back(std::move(entry));
-                continue;
-            }
-        } catch (const kvmcf::Error& e) {
-            why = path + ": " + e.what();
-        } catch (const std::bad_alloc&) {
-            why = path + ": not enough memory for one frame";
-        }
-        code = kFileProblem;
-        if (o.json) entries.push_back(JsonFailure(path, why));
-        Fail(why);
-    }
-    if (o.json) PrintJson(JsonDocument(std::move(entries)));
-    return code;
+    return ForEachFile(o.files, o.json, [&](const std::string& path, bool, Json* entry, std::string* why) {
+        std::string text;
+        std::optional<kvmcf::File> file = OpenFile(path, why);
+        return file && StatsOfFile(o, *file, entry, &text, why);
+    });
 }
 
 }  // namespace
@@ -296,7 +277,7 @@ void AddStatsCommand(CLI::App& app, Run* run) {
     verb->alias("describe");
     verb->add_option("FILE", o->files, "Files to measure, each in turn")->required();
     verb->add_option("--source", o->source, "The source (default: signal, else the first present)")
-        ->check(CLI::IsMember(SourceNames()));
+        ->check(SourceCheck());
     verb->add_option("--frames", o->frames, "Frames A:B (A up to but not B, from 0), A:, :B or N; default all")
         ->type_name("A:B");
     verb->add_option("--region", o->region,
@@ -306,7 +287,7 @@ void AddStatsCommand(CLI::App& app, Run* run) {
         ->delimiter(',')
         ->type_name("L,B,R,T");
     verb->add_option("--minus", o->minus, "Subtract this source's frame (its only frame, or the same index) first")
-        ->check(CLI::IsMember(SourceNames()));
+        ->check(SourceCheck());
     verb->add_flag("--json", o->json, "One JSON document: {format_version, files: [...]}");
     verb->callback([o, run] { *run = [o] { return RunStats(*o); }; });
 }

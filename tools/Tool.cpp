@@ -58,6 +58,10 @@ int ShowDemo() {
 
 }  // namespace
 
+CLI::Validator SourceCheck(std::vector<std::string> extra) {
+    return CLI::Validator([extra](std::string& name) { return SourceNameError(name, extra); }, "NAME");
+}
+
 int RunTool(int argc, const char* const* argv) {
     CLI::App app("kvmcf: look into multi-channel files. Frames and sub-images count from 0 everywhere.", "kvmcf");
     app.set_version_flag("--version", kvmcf::libraryVersion());

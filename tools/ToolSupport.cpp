@@ -19,12 +19,6 @@ std::optional<kvmcf::SourceId> SourceNamed(const std::string& name) {
     return std::nullopt;
 }
 
-std::vector<std::string> SourceNames() {
-    std::vector<std::string> names;
-    for (int i = 0; i < kvmcf::kSourceCount; ++i) names.push_back(kvmcf::sourceName(static_cast<kvmcf::SourceId>(i)));
-    return names;
-}
-
 std::string SourceNameList() {
     std::string list;
     for (int i = 0; i < kvmcf::kSourceCount; ++i) {
@@ -32,6 +26,15 @@ std::string SourceNameList() {
         list += kvmcf::sourceName(static_cast<kvmcf::SourceId>(i));
     }
     return list;
+}
+
+std::string SourceNameError(const std::string& name, const std::vector<std::string>& extra) {
+    if (SourceNamed(name)) return "";
+    for (const std::string& e : extra)
+        if (name == e) return "";
+    std::string list = SourceNameList();
+    for (const std::string& e : extra) list += " or " + e;
+    return "unknown source " + name + " (" + list + ")";
 }
 
 std::optional<kvmcf::File> OpenFile(const std::string& path, std::string* why, kvmcf::ReadMode mode) {
@@ -73,6 +76,32 @@ Json JsonFailure(const std::string& path, const std::string& why) {
 void PrintJson(const Json& document) {
     // Paths and messages that are not UTF-8 are shown with replacement characters rather than refused.
     std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << std::endl;
+}
+
+int ForEachFile(const std::vector<std::string>& paths, bool json, const FileStep& step) {
+    int code = 0;
+    std::vector<Json> entries;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        const std::string& path = paths[i];
+        if (!json && i) std::printf("\n");
+        std::string why;
+        Json entry;
+        try {
+            if (step(path, json, &entry, &why)) {
+                if (json) entries.push_back(std::move(entry));
+                continue;
+            }
+        } catch (const kvmcf::Error& e) {
+            why = path + ": " + e.what();
+        } catch (const std::bad_alloc&) {
+            why = path + ": not enough memory for this";
+        }
+        code = kFileProblem;
+        if (json) entries.push_back(JsonFailure(path, why));
+        Fail(why);
+    }
+    if (json) PrintJson(JsonDocument(std::move(entries)));
+    return code;
 }
 
 std::string FloatText(float value) {

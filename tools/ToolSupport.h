@@ -4,6 +4,7 @@
 #ifndef KVMCF_TOOLS_TOOLSUPPORT_H
 #define KVMCF_TOOLS_TOOLSUPPORT_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,8 +27,9 @@ constexpr int kJsonFormatVersion = 1;
 
 // The source called `name` ("signal", ...), nothing for another word.
 std::optional<kvmcf::SourceId> SourceNamed(const std::string& name);
-// The five names, in file order.
-std::vector<std::string> SourceNames();
+// Empty when `name` is a source name (or one of `extra`), else "unknown source NAME (...)",
+// for the command line's checks.
+std::string SourceNameError(const std::string& name, const std::vector<std::string>& extra = {});
 // "signal, reference, background, live or source", for messages and help.
 std::string SourceNameList();
 
@@ -47,6 +49,15 @@ Json JsonDocument(std::vector<Json> files);
 // A file entry for a file that could not be read: {"file": path, "error": why}.
 Json JsonFailure(const std::string& path, const std::string& why);
 void PrintJson(const Json& document);
+
+// One file's share of a verb that takes several: with `json` it sets *entry, else it
+// prints its text; false with a reason naming the file when the file cannot be shown.
+using FileStep = std::function<bool(const std::string& path, bool json, Json* entry, std::string* why)>;
+// Runs step for each path in order, a blank line between texts. A failed file is named
+// on stderr and, with `json`, keeps its place in the one printed document with its
+// error; a failed read or exhausted memory is such a failure. 0, or kFileProblem when
+// any file failed.
+int ForEachFile(const std::vector<std::string>& paths, bool json, const FileStep& step);
 
 // A float32 as the shortest decimal that reads back to the same float32 (JSON null
 // for NaN and infinities, which JSON cannot hold).

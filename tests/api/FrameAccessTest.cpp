@@ -2,6 +2,7 @@
 // writers: every input kind and read mode, several sources, and the seek bookkeeping.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "api/DLLmain.h"
 #include "api/MCFIOManager.h"
 #include "api/kvmcfio.h"
+#include "kvmcf/kvmcf.hpp"
 #include "support/TestFiles.h"
 #include "writer/McfFileWriter.h"
 
@@ -147,18 +149,58 @@ TEST_F(FrameAccess, ConsecutiveFramesFromTheStreamSeekOnce) {
     EXPECT_EQ(Seeks(), before);
 }
 
-TEST_F(FrameAccess, OversizedBufferStillSucceedsAndLaterFramesStillRead) {
-    for (bool fromBytes : {false, true}) {
-        Open(fromBytes, KVMCF_READ_HEADER_ONLY);
-        // The live source is last: a buffer larger than its data runs to the end of the file.
-        std::vector<float> all(1000, -1.0f);
+TEST_F(FrameAccess, OversizedBufferLeavesTheStreamFailedUntilTheNextOpen) {
+    // The live source is the last present one: its 2 frames of 6 pixels are followed only
+    // by the empty source slot's count line, "0\n", which ends the file.
+    const float sentinel = -7.5f;
+    const struct {
+        bool fromBytes;
+        KVMCF_ReadMode mode;
+    } streamed[] = {{false, KVMCF_READ_ALL}, {false, KVMCF_READ_HEADER_ONLY}, {true, KVMCF_READ_HEADER_ONLY}};
+    for (const auto& input : streamed) {
+        SCOPED_TRACE(std::string(input.fromBytes ? "bytes" : "path") + (input.mode == KVMCF_READ_ALL ? " all" : " header"));
+        Open(input.fromBytes, input.mode);
+        std::vector<float> all(1000, sentinel);
         EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_LIVE, all.data(), 1000), KVMCF_SUCCESS);
-        EXPECT_EQ(std::vector<float>(all.begin(), all.begin() + 6), Expected(3, 0, 6));
-        std::vector<float> frame(6);
+        std::vector<float> expected = Expected(3, 0, 6);
+        const std::vector<float> second = Expected(3, 1, 6);
+        expected.insert(expected.end(), second.begin(), second.end());
+        expected.resize(1000, sentinel);
+        std::memcpy(&expected[12], "0\n", 2);  // what the input held after the block
+        EXPECT_EQ(std::memcmp(all.data(), expected.data(), 4000), 0);
+
+        // The stream is now failed: frames of any source leave the buffer as it was...
+        for (KVMCF_DataSource source : {KVMCF_LIVE, KVMCF_SIGNAL}) {
+            std::vector<float> frame(16, sentinel);
+            EXPECT_EQ(KVMCF_GetFrame(source, 1, frame.data(), 16), KVMCF_SUCCESS);
+            EXPECT_EQ(frame, std::vector<float>(16, sentinel));
+        }
+        // ...and whole-series reads are file errors.
+        std::vector<float> again(12, sentinel);
+        EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_LIVE, again.data(), 12), KVMCF_FILE_ERROR);
+
+        // The C++ interface reads the same file with its own positioned reads.
+        const kvmcf::File file = input.fromBytes ? kvmcf::File::fromBytes(bytes_.data(), bytes_.size())
+                                                 : kvmcf::File::open(file_->Path());
+        std::vector<float> read(12);
+        file.source(kvmcf::SourceId::Live).readFrames(0, 2, read.data());
+        EXPECT_EQ(read, std::vector<float>(expected.begin(), expected.begin() + 12));
+
+        // The next open starts with a good stream.
+        Open(input.fromBytes, input.mode);
+        std::vector<float> frame(6, sentinel);
         EXPECT_EQ(KVMCF_GetFrame(KVMCF_LIVE, 1, frame.data(), 6), KVMCF_SUCCESS);
-        EXPECT_EQ(frame, Expected(3, 1, 6));
+        EXPECT_EQ(frame, second);
         KVMCF_CloseFile();
     }
+    // Bytes read whole serve every frame from memory, whatever came before.
+    Open(true, KVMCF_READ_ALL);
+    std::vector<float> all(1000, sentinel);
+    EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_LIVE, all.data(), 1000), KVMCF_SUCCESS);
+    std::vector<float> frame(6, sentinel);
+    EXPECT_EQ(KVMCF_GetFrame(KVMCF_LIVE, 1, frame.data(), 6), KVMCF_SUCCESS);
+    EXPECT_EQ(frame, Expected(3, 1, 6));
+    EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_LIVE, all.data(), 12), KVMCF_SUCCESS);
 }
 
 TEST_F(FrameAccess, CountsBeyondTheStreamFailAtOnce) {

@@ -211,6 +211,16 @@ TEST_F(WholeFile, IndexedNamesBuffersAndUnknownNames) {
     EXPECT_EQ(Value("OutputAWidth", &code, 2), "1");
     // The user text is fetched with a capacity of size - 1, terminator included.
     EXPECT_EQ(Value("UserText", &code, 4), "se");
+    // Seconds ("0.0100000", 9 characters) are printed with a bound of size - 1, terminator
+    // included, so a buffer of size n gets at most n - 2 characters.
+    const struct {
+        unsigned int size;
+        const char* text;
+    } seconds[] = {{1, ""}, {2, ""}, {4, "0."}, {10, "0.010000"}, {11, "0.0100000"}};
+    for (const auto& s : seconds) {
+        EXPECT_EQ(Value("HighPrecisionTimeStamp1", &code, s.size), s.text) << s.size;
+        EXPECT_EQ(code, KVMCF_SUCCESS);
+    }
     char kept[4] = {'a', 'b', 'c', 'd'};
     EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_SIGNAL, "Nope", kept, 4), KVMCF_P2INVALID);
     EXPECT_STREQ(kept, "abc");

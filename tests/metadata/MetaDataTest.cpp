@@ -59,6 +59,13 @@ TEST(MetaDataPacket, StoredBytesAfterPixelsDecodeByCID) {
     EXPECT_EQ(Get<std::uint64_t>(m, 1), ValueLength(0x1122334455667788ull, 8));
     EXPECT_EQ(Get<std::uint32_t>(m, 5), ValueLength(0xDEADBEEFu, 4));
     EXPECT_EQ(Get<std::uint16_t>(m, 6), ValueLength(0x0102, 2));
+    // Every spelling of the three widths reads the same field.
+    EXPECT_EQ(Get<unsigned long long>(m, 1), ValueLength(0x1122334455667788ull, 8));
+    EXPECT_EQ(Get<unsigned long>(m, 1), ValueLength(0x1122334455667788ull, 8));
+    EXPECT_EQ(Get<unsigned int>(m, 5), ValueLength(0xDEADBEEFu, 4));
+    EXPECT_EQ(Get<unsigned short>(m, 6), ValueLength(0x0102, 2));
+    // A narrower output keeps the low bytes of a wider field.
+    EXPECT_EQ(Get<unsigned short>(m, 1), ValueLength(0x7788, 8));
     // Field 2 is absent: a known CID still answers, with nothing held.
     EXPECT_EQ(Get<std::uint64_t>(m, 2), ValueLength(0, 0));
 
@@ -157,6 +164,11 @@ TEST(MetaDataHandler, HexTextBothWays) {
 TEST(MetaDataHandler, LengthsBuffersAndCopies) {
     TMetaDataHandler h;
     EXPECT_STREQ(h.GetAllMetaData(), "");
+    // Frames out of range, and every frame of an empty handler, read as an empty text.
+    for (int frame : {-1, 0, 5}) {
+        ASSERT_NE(h.GetData(frame), nullptr);
+        EXPECT_EQ(h.GetData(frame)[0], 0);
+    }
     h.SetSeriesLength(2);
     h.SetDataLength(2);
     h.SetAllMetaData("1,2,|3,4,|");
@@ -169,6 +181,8 @@ TEST(MetaDataHandler, LengthsBuffersAndCopies) {
     EXPECT_FALSE(copy.GetAvailablity());
     EXPECT_EQ(copy.GetDataLength(), 2);
     EXPECT_STREQ(copy.GetAllMetaData(), "1,2,|3,4,|");
+    EXPECT_EQ(copy.GetData(1)[0], 3);
+    for (int frame : {-1, 2}) EXPECT_STREQ(reinterpret_cast<const char*>(copy.GetData(frame)), "");
 
     h.SetDataLength(1);
     EXPECT_STREQ(h.GetAllMetaData(), "0,|0,|");

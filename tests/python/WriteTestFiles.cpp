@@ -1,5 +1,5 @@
 // Writes the files the Python tests and benchmark read, with the library's own
-// record writers:
+// record writers, and one typed by hand from the record tables:
 //   kvmcf_python_testfiles shapes DIR                   the test files, in DIR
 //   kvmcf_python_testfiles series PATH FRAMES ROWS COLS a long series of one sub-image
 #include <cstdio>
@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/HandTypedFile.h"
 #include "writer/DemoFile.h"
 #include "writer/McfFileWriter.h"
 
@@ -103,6 +104,7 @@ int main(int argc, char** argv) {
     if (mode == "shapes" && argc == 3) {
         const std::string dir = argv[2];
         bool ok = kvmcftools::WriteDemoFile(dir + "/demo.mcf") && WriteBinned(dir + "/binned.mcf");
+        std::ofstream(dir + "/handtyped.mcf", std::ios::binary) << kvmcftest::HandTypedFile();
         for (int i = 0; i < 50 && ok; ++i) {
             char name[32];
             std::snprintf(name, sizeof name, "/small%02d.mcf", i);

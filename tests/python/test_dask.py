@@ -13,7 +13,7 @@ def small(files):
 
 
 def test_stack_is_lazy_and_carries_only_paths_and_numbers(small):
-    stack = kvmcfio.dask_stack(small, frames_per_block=3)
+    stack = kvmcfio.dask_stack(small, frames_per_chunk=3)
     assert stack.shape == (50, 4, 6, 8) and stack.dtype == np.float32
     assert stack.chunks[1] == (3, 1)
     graph = dict(stack.__dask_graph__())
@@ -31,11 +31,20 @@ def test_stack_is_lazy_and_carries_only_paths_and_numbers(small):
         assert float(stack[7, 2].mean().compute()) == 72000 + 11.75
 
 
-def test_mismatched_files_are_refused(small, files):
-    with pytest.raises(ValueError, match="dask_stack"):
+def test_stacks_of_one_path_a_glob_and_a_sub_image(small, files):
+    one = kvmcfio.dask_stack(small[3])
+    assert one.shape == (1, 4, 6, 8)
+    np.testing.assert_array_equal(one.compute(scheduler="sync")[0], kvmcfio.imread(small[3]))
+    pattern = kvmcfio.dask_stack(str(files / "small1*.mcf"), frames_per_chunk=2)
+    assert pattern.chunks[:2] == ((1,) * 10, (2, 2))
+    np.testing.assert_array_equal(pattern.compute(scheduler="sync"), kvmcfio.imread(small[10:20]))
+    second = kvmcfio.dask_stack(str(files / "demo.mcf"), source="background", subimage=1)
+    np.testing.assert_array_equal(second.compute(scheduler="sync")[0],
+                                  kvmcfio.imread(files / "demo.mcf", source="background", subimage=1))
+    with pytest.raises(ValueError, match="binned.mcf gives signal frames of shape"):
         kvmcfio.dask_stack(small[:2] + [str(files / "binned.mcf")])
-    with pytest.raises(ValueError, match="File"):
-        kvmcfio.dask_stack([str(files / "demo.mcf")], source="background")
+    with pytest.raises(ValueError, match="frames_per_chunk"):
+        kvmcfio.dask_stack(small, frames_per_chunk=0)
 
 
 def test_stack_reduces_on_a_cluster_of_two_worker_processes(small):
@@ -44,6 +53,7 @@ def test_stack_reduces_on_a_cluster_of_two_worker_processes(small):
     with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
                                   dashboard_address=None, silence_logs=50) as cluster, \
             distributed.Client(cluster) as client:
+        np.testing.assert_array_equal(client.compute(stack).result(), kvmcfio.imread(small))
         means = client.compute(stack.mean(axis=(1, 2, 3))).result()
         # Each file's mean: 10000 i + 1000 * 1.5 + 23.5 / 2.
         np.testing.assert_array_equal(means, 10000 * np.arange(50) + 1500 + 11.75)

@@ -206,7 +206,8 @@ TEST(ToolVerbs, OneFrameIndexMeansTheSameFrameInEveryVerb) {
     EXPECT_EQ(Kvmcf({"preview", file.Path(), png, "--frame", "1", "--quiet"}).code, 0);
     const auto past = Kvmcf({"preview", file.Path(), file.Path() + "-2.png", "--frame", "2", "--quiet"});
     EXPECT_EQ(past.code, 1);
-    EXPECT_EQ(Has(past.err, "frame 2 is not one of the 2 frames of signal (from 0)"), "");
+    EXPECT_EQ(past.ErrLines(), 1);
+    EXPECT_EQ(Has(past.err, "frames 2 are outside the 2 frames (0:2)"), "");
     const auto sub = Kvmcf({"preview", file.Path(), file.Path() + "-s.png", "--sub-image", "1", "--quiet"});
     EXPECT_EQ(Has(sub.err, "sub-image 1 is not one of the 1 sub-images of signal (from 0)"), "");
     std::remove(png.c_str());

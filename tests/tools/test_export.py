@@ -4,21 +4,22 @@ Expected values come from the demo file's construction, not from our reader:
 signal: 20 frames of one 1024-pixel spectrum; pixel 0 of frame f is 300 + f mod 13
 (the lines are nil there and 104729 = 1 mod 13); X = 580 + 0.0625 p - 1.5e-6 p^2 at
 detector column p = 1..1024. background: one frame of 4096 pixels valued
-95 + (i mod 17) / 2 at index i; sub-image 1 is 64 x 32 at offset 0, sub-image 2 is
+95 + (i mod 17) / 2 at index i; sub-image 0 is 64 x 32 at offset 0, sub-image 1 is
 128 x 64 binned 2 x 2, so 64 x 32 stored pixels at offset 2048.
-Run with KVMCF pointing at the kvmcf program.
+small.mcf and binned.mcf are described in files/WriteExportFiles.cpp.
+Run with KVMCF pointing at the kvmcf program and KVMCF_EXPORT_FILES at the writer of
+those two files.
 """
 import csv
 import json
 import os
-import struct
 import subprocess
-import zlib
 
 import h5py
 import numpy as np
 import pytest
 import tifffile
+from PIL import Image
 
 KVMCF = os.environ.get("KVMCF", "kvmcf")
 FRAME_BYTES = 1024 * 4
@@ -38,6 +39,25 @@ def demo(tmp_path_factory):
     return path
 
 
+@pytest.fixture(scope="module")
+def shapes(tmp_path_factory):
+    root = tmp_path_factory.mktemp("shapes")
+    subprocess.run([os.environ["KVMCF_EXPORT_FILES"], str(root)], check=True)
+    return root
+
+
+def small_frames():
+    """(frame, row, column) with the top row first: stored row r from the bottom is row 4 - r."""
+    f, r, c = np.meshgrid(np.arange(3), np.arange(5), np.arange(4), indexing="ij")
+    return (1000 * f + 10 * (4 - r) + c + 0.25).astype(np.float32)
+
+
+def binned_frames():
+    """(frame, sub-image, row, column), the top row first."""
+    f, s, r, c = np.meshgrid(np.arange(4), np.arange(2), np.arange(3), np.arange(4), indexing="ij")
+    return (1000 * f + 100 * s + 10 * (2 - r) + c + 0.5).astype(np.float32)
+
+
 def wavelength(p):
     return 580.0 + 0.0625 * p - 1.5e-6 * p * p
 
@@ -55,54 +75,116 @@ def signal_block(demo, frames):
         assert raw[start + f * FRAME_BYTES:start + (f + 1) * FRAME_BYTES] == frame.tobytes()
 
 
-def test_tiff_stack_pages_values_and_description(demo, tmp_path):
+def read_tiff(path, shape):
+    """The stack as tifffile reads it whole, as its series, and as stack programs read
+    it: frame bytes one after another from the first page's data on. Checks that every
+    page's data follows the one before."""
+    pages = int(np.prod(shape[:-2]))
+    page_bytes = 4 * shape[-1] * shape[-2]
+    with tifffile.TiffFile(path) as tif:
+        assert tif.is_imagej and tif.imagej_metadata["images"] == pages
+        offsets = [p.dataoffsets for p in tif.pages]
+        assert offsets == [(offsets[0][0] + k * page_bytes,) for k in range(pages)]
+        series = tif.series[0].asarray()
+        meta = tif.imagej_metadata
+        xres = tif.pages[0].tags["XResolution"].value
+        calibration = json.loads(tif.pages[0].tags[65000].value)
+    whole = tifffile.imread(path)
+    raw = path.read_bytes()
+    contiguous = np.frombuffer(raw, "<f4", pages * page_bytes // 4, offsets[0][0])
+    for stack in (whole, series, contiguous):
+        assert stack.dtype == np.float32
+    return whole.reshape(shape), series.reshape(shape), contiguous.reshape(shape), meta, xres, calibration
+
+
+def imagej_x(meta, xres, columns):
+    """Calibrated X as stack programs compute it: (column - xorigin) * pixel width."""
+    return (np.arange(columns) - meta["xorigin"]) * xres[1] / xres[0]
+
+
+def test_tiff_stacks_read_exactly_with_their_calibration(demo, shapes, tmp_path):
+    # 3 frames of 5 by 4: X = 500 + 2 p at columns 1..4, a straight axis.
+    run("export", shapes / "small.mcf", tmp_path / "small.tif")
+    *stacks, meta, xres, cal = read_tiff(tmp_path / "small.tif", (3, 5, 4))
+    for stack in stacks:
+        np.testing.assert_array_equal(stack, small_frames())
+    assert stacks[0][2, 4, 0] == 2000.25  # frame 2, bottom row
+    assert meta["unit"] == "nm" and meta["frames"] == 3 and meta["finterval"] == 0.25
+    np.testing.assert_allclose(imagej_x(meta, xres, 4), [502, 504, 506, 508], rtol=1e-9)
+    assert cal["x"] == {"label": "Wavelength (nm)", "unit": "nm", "values": [502, 504, 506, 508]}
+    assert cal["times"] == [0, 0.25, 0.5] and cal["frames"] == {"first": 0, "count": 3}
+    assert cal["row_order"] == "top row first"
+    assert cal["sub_images"][0]["z"]["values"] == [5, 4, 3, 2, 1]
+
+    # Two 2 x 2 binned sub-images over the same columns: one hyperstack, channels inside frames.
+    run("export", shapes / "binned.mcf", tmp_path / "binned.tif")
+    *stacks, meta, xres, cal = read_tiff(tmp_path / "binned.tif", (4, 2, 3, 4))
+    for stack in stacks:
+        np.testing.assert_array_equal(stack, binned_frames())
+    assert (meta["channels"], meta["frames"], meta["hyperstack"]) == (2, 4, True)
+    # Columns 5-6, 7-8, ... of X = 400 + 0.5 p average to 402.75, 403.75, ...
+    np.testing.assert_allclose(imagej_x(meta, xres, 4), [402.75, 403.75, 404.75, 405.75], rtol=1e-9)
+    assert cal["x"]["values"] == [402.75, 403.75, 404.75, 405.75]
+    rects = [{k: s[k] for k in ("index", "left", "bottom", "right", "top", "hbin", "vbin")} for s in cal["sub_images"]]
+    assert rects == [{"index": 0, "left": 5, "bottom": 1, "right": 12, "top": 6, "hbin": 2, "vbin": 2},
+                     {"index": 1, "left": 5, "bottom": 11, "right": 12, "top": 16, "hbin": 2, "vbin": 2}]
+    assert cal["sub_images"][1]["z"]["values"] == [15.5, 13.5, 11.5]  # binned rows 15-16, 13-14, 11-12
+    assert cal["times"] == [0, 0.5, 1, 1.5]
+
+    # Frames of more than 1 MiB go through in runs of rows: 504 and 16 rows here.
+    run("export", shapes / "large.mcf", tmp_path / "large.tif")
+    f, r, c = np.meshgrid(np.arange(2), np.arange(520), np.arange(520), indexing="ij")
+    large = (1000000 * f + 1000 * (519 - r) + c).astype(np.float32)
+    for stack in read_tiff(tmp_path / "large.tif", (2, 520, 520))[:3]:
+        np.testing.assert_array_equal(stack, large)
+    run("export", shapes / "large.mcf", tmp_path / "large.h5")
+    with h5py.File(tmp_path / "large.h5", "r") as h5:
+        np.testing.assert_array_equal(h5["signal/subimage0"][:], large[:, ::-1])
+
+    # The demo's 20 spectra on a curved axis: no straight calibration for stack programs
+    # (a straight line would be off by up to 0.4 nm), the exact values per column in the JSON.
     out = tmp_path / "signal.tif"
     run("export", demo, out)
-    with tifffile.TiffFile(out) as tif:
-        assert tif.is_imagej
-        assert len(tif.pages) == 20
-        pages = [p.asarray() for p in tif.pages]
-        assert all(p.dtype == np.float32 and p.shape == (1, 1024) for p in pages)
-        meta = tif.imagej_metadata
-        assert meta["images"] == 20 and meta["frames"] == 20
-        assert meta["unit"] == "nm"
-        assert meta["finterval"] == pytest.approx(0.1)
-        # Pixels per nm from the mean step over the 1023 steps of the detector.
-        xres = tif.pages[0].tags["XResolution"].value
-        assert xres[0] / xres[1] == pytest.approx(1023 / (wavelength(1024) - wavelength(1)), rel=1e-6)
-        props = json.loads(tif.pages[0].tags[65000].value)
-        assert props["source"] == "signal"
-        assert props["properties"]["HeadModel"] == "DemoCam 1024"
-        assert props["properties"]["ExposureTime"] == pytest.approx(0.05)
-    assert [p[0, 0] for p in pages] == [300.0 + f % 13 for f in range(20)]
-    signal_block(demo, [p[0] for p in pages])
+    *stacks, meta, xres, cal = read_tiff(out, (20, 1, 1024))
+    for stack in stacks:
+        assert [float(v) for v in stack[:, 0, 0]] == [300.0 + f % 13 for f in range(20)]
+        signal_block(demo, [frame[0] for frame in stack])
+    assert "unit" not in meta and "xorigin" not in meta and xres == (1, 1)
+    assert meta["finterval"] == pytest.approx(0.1)
+    np.testing.assert_allclose(cal["x"]["values"], wavelength(np.arange(1, 1025)), rtol=1e-7)
+    np.testing.assert_allclose(cal["times"], np.arange(20) * 0.1, rtol=1e-6)
+    assert cal["sub_images"][0]["vbin"] == 256 and cal["source"] == "signal"
+    assert cal["properties"]["HeadModel"] == "DemoCam 1024"
+    assert cal["properties"]["ExposureTime"] == pytest.approx(0.05)
 
     # A frame range, and sub-images of different sizes as one stack each, top row first.
     run("export", demo, tmp_path / "bg.tif", "--source", "background", "--frames", "0:1")
-    with tifffile.TiffFile(tmp_path / "bg-sub2.tif") as tif:
+    with tifffile.TiffFile(tmp_path / "bg-sub1.tif") as tif:
         page = tif.pages[0].asarray()
     assert page.shape == (32, 64)
     assert page[0, 0] == background_value(2048 + 31 * 64)
     assert page[31, 5] == background_value(2048 + 5)
     assert page[10, 63] == background_value(2048 + 21 * 64 + 63)
-    assert tifffile.imread(tmp_path / "bg-sub1.tif").shape == (32, 64)
+    assert tifffile.imread(tmp_path / "bg-sub0.tif").shape == (32, 64)
     assert not (tmp_path / "bg.tif").exists()
 
 
-def test_hdf5_datasets_scales_and_attributes(demo, tmp_path):
-    out = tmp_path / "all.h5"
-    run("export", demo, out, "--frames", "2:7")
-    info = json.loads(run("info", demo, "--json").stdout)["sources"]["signal"]
+def test_hdf5_datasets_scales_and_attributes(demo, shapes, tmp_path):
+    out = tmp_path / "signal.h5"
+    run("export", demo, out, "--frames", "2:7", "--source", "signal")
+    sources = json.loads(run("info", demo, "--json").stdout)["files"][0]["sources"]
+    info = next(s["properties"] for s in sources if s["name"] == "signal")
     with h5py.File(out, "r") as f:
         group = f["signal"]
-        data = group["subimage1"]
+        assert list(f) == ["signal"]
+        data = group["subimage0"]
         assert data.dtype == np.float32 and data.shape == (5, 1, 1024)
         assert data.chunks is not None
         assert [data[i, 0, 0] for i in range(5)] == [302.0, 303.0, 304.0, 305.0, 306.0]
         signal_block(demo, [data[i, 0] for i in range(5)])
 
         x = data.dims[2][0]
-        assert x.name == "/signal/subimage1_x"
+        assert x.name == "/signal/subimage0_x"
         assert x.attrs["units"] == "nm"
         np.testing.assert_allclose(x[:], wavelength(np.arange(1, 1025)), rtol=1e-7)
         time = data.dims[0][0]
@@ -122,15 +204,39 @@ def test_hdf5_datasets_scales_and_attributes(demo, tmp_path):
                 assert value.dtype == kinds[kind], name
                 assert float(value) == pytest.approx(entry["value"], rel=1e-6, abs=1e-30), name
 
-    run("export", demo, tmp_path / "bg.h5", "--source", "background")
-    with h5py.File(tmp_path / "bg.h5", "r") as f:
-        sub2 = f["background/subimage2"]
+    # Every source by default, the file's versions at the root.
+    run("export", demo, tmp_path / "all.h5")
+    with h5py.File(tmp_path / "all.h5", "r") as f:
+        assert sorted(f) == ["background", "signal"]
+        assert list(f.attrs["file_version"]) == [1, 2]
+        assert list(f.attrs["image_version"]) == [1, 5]
+        assert f["signal/subimage0"].shape == (20, 1, 1024)
+        assert [f["signal/subimage0"][i, 0, 0] for i in range(20)] == [300.0 + i % 13 for i in range(20)]
+        signal_block(demo, list(f["signal/subimage0"][:, 0]))
+        assert f["background"].attrs["HeadModel"] == "DemoCam 1024"
+        sub2 = f["background/subimage1"]
         assert sub2.shape == (1, 32, 64)
         # Rows stay bottom first here; the z scale says where each lies.
         assert sub2[0, 0, 5] == background_value(2048 + 5)
         # Pixel-number axis: binned columns 401-402, 403-404, ... average to 401.5, 403.5.
         assert sub2.dims[2][0][:3].tolist() == [401.5, 403.5, 405.5]
         assert sub2.dims[1][0][:2].tolist() == [137.5, 139.5]
+        assert f["background/subimage0"][0, 31, 63] == background_value(31 * 64 + 63)
+
+    # The small shapes, rows bottom first as stored, with their axes and times.
+    for name, frames in (("small", small_frames()[:, None]), ("binned", binned_frames())):
+        run("export", shapes / f"{name}.mcf", tmp_path / f"{name}.h5")
+        with h5py.File(tmp_path / f"{name}.h5", "r") as f:
+            planes = [f[f"signal/subimage{s}"] for s in range(frames.shape[1])]
+            for s, plane in enumerate(planes):
+                np.testing.assert_array_equal(plane[:], frames[:, s, ::-1])
+                assert plane.dims[0][0][:].tolist() == f["signal/time"][:].tolist()
+            x = planes[0].dims[2][0][:].tolist()
+            assert x == ([502, 504, 506, 508] if name == "small" else [402.75, 403.75, 404.75, 405.75])
+            if name == "binned":
+                assert f["signal/time"][:].tolist() == [0, 0.5, 1, 1.5]
+                assert planes[1].dims[1][0][:].tolist() == [11.5, 13.5, 15.5]
+                assert list(planes[1].attrs["left_bottom_right_top_hbin_vbin"]) == [5, 11, 12, 16, 2, 2]
 
 
 def test_csv_spectra(demo, tmp_path):
@@ -148,7 +254,7 @@ def test_csv_spectra(demo, tmp_path):
     r = run("export", demo, tmp_path / "bg.csv", "--source", "background", check=False)
     assert r.returncode != 0 and "--rows" in r.stderr and r.stderr.count("\n") == 1
     run("export", demo, tmp_path / "bg.csv", "--source", "background", "--rows", "0:2")
-    with open(tmp_path / "bg-sub2.csv", newline="") as f:
+    with open(tmp_path / "bg-sub1.csv", newline="") as f:
         rows = list(csv.reader(f))
     assert rows[0] == ["Pixel number", "frame 0 row 0", "frame 0 row 1"]
     assert float(rows[1][0]) == 401.5
@@ -162,6 +268,12 @@ def test_refusals_leave_nothing_behind(demo, tmp_path):
         (["export", demo, existing], "exists"),
         (["export", demo, tmp_path / "a.tif", "--frames", "15:25"], "outside"),
         (["export", demo, tmp_path / "a.tif", "--source", "live"], "no live source"),
+        (["export", demo, tmp_path / "a.h5", "--source", "live"], "no live source"),
+        (["export", demo, tmp_path / "a.tif", "--source", "all"], "hdf5 only"),
+        (["export", demo, tmp_path / "a.h5", "--frames", "2:7"], "background"),
+        (["preview", demo, tmp_path / "a.png", "--clip", "50,10"], "--clip"),
+        (["preview", demo, tmp_path / "a.png", "--scale", "sqrt"], "--scale"),
+        (["preview", demo, tmp_path / "a.png", "--source", "background", "--frames", "0:1"], "--frame"),
         (["export", demo, tmp_path / "a.tif", "--source", "dark"], "unknown source"),
         (["export", demo, tmp_path / "a.png"], "format"),
         (["export", demo, tmp_path / "a.tif", "--format", "jpeg"], "unknown format"),
@@ -180,56 +292,44 @@ def test_refusals_leave_nothing_behind(demo, tmp_path):
 
 
 def read_png(path):
-    """(width, height, bit depth, colour type, rows) of a PNG, unfiltered with zlib alone."""
-    data = path.read_bytes()
-    assert data[:8] == b"\x89PNG\r\n\x1a\n"
-    pos, idat, header = 8, b"", None
-    while pos < len(data):
-        length, kind = struct.unpack(">I4s", data[pos:pos + 8])
-        body = data[pos + 8:pos + 8 + length]
-        if kind == b"IHDR":
-            header = struct.unpack(">IIBBBBB", body)
-        elif kind == b"IDAT":
-            idat += body
-        pos += 12 + length
-    width, height, depth, colour = header[:4]
-    raw = zlib.decompress(idat)
-    rows, prev = [], bytearray(width)
-    for r in range(height):
-        kind, line = raw[r * (width + 1)], bytearray(raw[r * (width + 1) + 1:(r + 1) * (width + 1)])
-        for i in range(width):
-            a = line[i - 1] if i else 0
-            b, c = prev[i], prev[i - 1] if i else 0
-            if kind == 1:
-                line[i] = (line[i] + a) & 255
-            elif kind == 2:
-                line[i] = (line[i] + b) & 255
-            elif kind == 3:
-                line[i] = (line[i] + (a + b) // 2) & 255
-            elif kind == 4:
-                p = a + b - c
-                pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-                line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
-        rows.append(bytes(line))
-        prev = line
-    return width, height, depth, colour, rows
+    """(width, height, rows) of an 8-bit gray PNG, read by PIL."""
+    with Image.open(path) as img:
+        assert img.mode == "L"
+        return img.width, img.height, np.asarray(img)
+
+
+def demo_spectra():
+    """The demo signal as its writer computes it: three lines on a sloped baseline."""
+    x, f = np.arange(1024.0)[None, :], np.arange(20)[:, None]
+    lines = (900 * np.exp(-0.5 * ((x - 240) / 3) ** 2) + 1500 * (1 + 0.02 * f) * np.exp(-0.5 * ((x - 512) / 2.5) ** 2)
+             + 600 * np.exp(-0.5 * ((x - 801) / 4) ** 2))
+    return (300 + 0.05 * x + lines + (x.astype(np.int64) * 7919 + f * 104729) % 13).astype(np.float32)
+
+
+def stretch(values, low_percent, high_percent, log=False):
+    """Gray levels as the preview documents them, nearest-rank percentiles."""
+    ranked = np.sort(values, axis=None)
+    low, high = (float(ranked[int(np.floor(q / 100 * (ranked.size - 1) + 0.5))]) for q in (low_percent, high_percent))
+    v = np.clip(values.astype(np.float64), low, high)
+    t = np.log(v / low) / np.log(high / low) if log else (v - low) / (high - low)
+    return np.floor(t * 255 + 0.5)
 
 
 def test_png_previews(demo, tmp_path):
     # An image: the values 95..103 stretch over 0..255 (both percentiles fall on the
     # end values), the top detector row first.
-    run("preview", demo, tmp_path / "bg.png", "--source", "background", "--sub-image", "2")
-    width, height, depth, colour, rows = read_png(tmp_path / "bg.png")
-    assert (width, height, depth, colour) == (64, 32, 8, 0)
+    run("preview", demo, tmp_path / "bg.png", "--source", "background", "--sub-image", "1")
+    width, height, rows = read_png(tmp_path / "bg.png")
+    assert (width, height) == (64, 32)
     for r in (0, 13, 31):
         expect = [int((background_value(2048 + (31 - r) * 64 + c) - 95) / 8 * 255 + 0.5) for c in range(64)]
         assert list(rows[r]) == expect, r
 
-    # A spectrum: a plot whose highest point is the line at column 513, at the top of
+    # One spectrum: a plot whose highest point is the line at column 513, at the top of
     # the plot area (x from 14 to 786, values from row 366 up to row 36).
     run("preview", demo, tmp_path / "sig.png", "--frame", "3")
-    width, height, depth, colour, rows = read_png(tmp_path / "sig.png")
-    assert (width, height, depth, colour) == (800, 400, 8, 0)
+    width, height, rows = read_png(tmp_path / "sig.png")
+    assert (width, height) == (800, 400)
     peak = 14 + round((wavelength(513) - wavelength(1)) / (wavelength(1024) - wavelength(1)) * 772)
     assert [c for c in range(14, 787) if rows[36][c] == 0] == [peak]
     assert all(v == 255 for v in rows[200][14:150])  # white halfway up, left of the first line
@@ -237,3 +337,39 @@ def test_png_previews(demo, tmp_path):
     r = run("preview", demo, tmp_path / "x.png", "--sub-image", "2", check=False)
     assert r.returncode != 0 and "sub-image 2" in r.stderr
     assert not (tmp_path / "x.png").exists()
+
+
+def test_kinetic_series_preview(demo, tmp_path):
+    # The 20 spectra as one picture at (12, 48): 10 rows per frame (200 rows at least),
+    # one column per stored column, frame 0 at the top; text above and below.
+    spectra = demo_spectra()
+
+    def picture(*options):
+        out = tmp_path / ("k" + "".join(options).replace(",", "_").replace(":", "_") + ".png")
+        run("preview", demo, out, *options)
+        width, height, rows = read_png(out)
+        return width, height, rows[48:248, 12:12 + 1024]
+
+    width, height, default = picture()
+    assert (width, height) == (1048, 282)
+    bands = default[::10]
+    assert (default == np.repeat(bands, 10, axis=0)).all()
+    # Frame k's maximum is its strongest line at column 512; clipped at the 99.5th
+    # percentile, neighbours may tie with it at white, none is brighter.
+    assert spectra.argmax(axis=1).tolist() == [512] * 20
+    assert (bands[:, 512] == bands.max(axis=1)).all()
+    assert np.abs(bands - stretch(spectra, 0.5, 99.5)).max() <= 1
+
+    _, _, full = picture("--clip", "0,100")
+    assert full[::10].argmax(axis=1).tolist() == [512] * 20
+    assert np.abs(full[::10] - stretch(spectra, 0, 100)).max() <= 1
+    assert full[::10][19, 512] == 255 and (full < 255).sum() == 200 * 1024 - 10
+
+    _, _, log = picture("--scale", "log")
+    assert np.abs(log[::10] - stretch(spectra, 0.5, 99.5, log=True)).max() <= 1
+    assert log[::10, :200].mean() > 2 * bands[:, :200].mean()  # the baseline lifted out of the dark
+
+    # A range of frames: 5 frames of 40 rows each.
+    _, height, some = picture("--frames", "5:10")
+    assert height == 282
+    assert np.abs(some[::40] - stretch(spectra[5:10], 0.5, 99.5)).max() <= 1

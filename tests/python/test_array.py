@@ -1,0 +1,206 @@
+"""Sources as array-likes, imread and the openers, against the C functions."""
+
+import errno
+import io
+import os
+import pathlib
+
+import numpy as np
+import pytest
+
+import kvmcfio
+from conftest import BACKGROUND, SIGNAL
+
+
+def read_syscalls():
+    with open("/proc/self/io") as io_counts:
+        return int(next(line for line in io_counts if line.startswith("syscr:")).split()[1])
+
+
+def test_a_source_is_an_array_like_with_the_c_functions_pixels(files, cref):
+    # (file, source, C source, shape of sub-image 0 worked out from the geometry)
+    cases = (("demo.mcf", "signal", SIGNAL, (20, 1, 1024)),
+             ("binned.mcf", "signal", SIGNAL, (3, 4, 16)),         # 32 x 8 detector pixels binned 2 x 2
+             ("handtyped.mcf", "background", BACKGROUND, (3, 1, 2)))
+    for name, source, code, shape in cases:
+        cref.open(files / name)
+        expected = cref.frames(code)
+        with kvmcfio.File(files / name) as f:
+            s = f.sources[source]
+            assert (s.shape, s.dtype, s.ndim, s.axes, len(s)) == (shape, np.float32, 3, "TYX", shape[0])
+            whole = np.asarray(s)
+            assert whole.shape == shape and whole.dtype == np.float32
+            np.testing.assert_array_equal(whole.reshape(shape[0], -1), expected)
+            np.testing.assert_array_equal(whole.reshape(shape[0], -1), s.frames)
+    with kvmcfio.File(files / "demo.mcf") as f:
+        assert repr(f.sources["signal"]) == "<Source 'signal': 20 frames of 1 x 1024, float32>"
+        assert repr(f.sources["background"]) == "<Source 'background': 1 frame of 32 x 64 (sub-image 0 of 2), float32>"
+    with kvmcfio.File(files / "handtyped.mcf") as f:
+        # Frames {1, 2}, {3, 4}, {5, 6} as typed.
+        assert np.asarray(f.sources["signal"]).tolist() == [[[1, 2]], [[3, 4]], [[5, 6]]]
+
+
+def test_frames_by_integer_slice_step_and_index_array(files, cref):
+    cref.open(files / "demo.mcf")
+    reference = cref.frames(SIGNAL).reshape(20, 1, 1024)
+    keys = (0, 19, -1, np.int64(7), slice(None), slice(2, 9), slice(None, None, 10), slice(18, 3, -4),
+            slice(30, 40), [5, 1, 1, 19], np.array([[0, 1], [2, 3]]), np.arange(20) % 3 == 0, [],
+            (3, 0, slice(10, 20)), (slice(4, 8), 0, 7), ([1, 2], 0, [3, 4]), (3, slice(None), [5, 9]),
+            (2, [0], [1, 7]), ([[4], [2]], 0, [1, 6, 8]), (slice(2, 6), 0, [1, 3]), (Ellipsis, 5), (-2, Ellipsis, 9))
+    with kvmcfio.File(files / "demo.mcf") as f:
+        s = f.sources["signal"]
+        for key in keys:
+            np.testing.assert_array_equal(s[key], reference[key], err_msg=repr(key))
+            assert s[key].flags.writeable
+        np.testing.assert_array_equal(s[[4, 5]], s.frames[[4, 5]].reshape(2, 1, 1024))
+        # One positioned read per run of consecutive frames (beside the counter's own reads).
+        s[0]
+        own = -read_syscalls() + read_syscalls()
+        for key, runs in ((slice(None), 1), (slice(None, None, 10), 2), ([3, 4, 5, 9, 10, 2], 3)):
+            before = read_syscalls()
+            s[key]
+            assert read_syscalls() - before - own == runs, key
+        for key in (20, -21, [0, 20], np.array([True, False])):
+            with pytest.raises(IndexError, match="demo.mcf, signal source has 20 frames"):
+                s[key]
+        with pytest.raises(IndexError):
+            s[0.5]
+
+    # Sub-images of the demo background (32 x 64 at offset 0, then 32 x 64 binned 2 x 2), by key.
+    cref.open(files / "demo.mcf")
+    background = cref.frames(BACKGROUND)
+    with kvmcfio.File(files / "demo.mcf") as f:
+        b = f.sources["background"]
+        np.testing.assert_array_equal(b[0], background[0, :2048].reshape(32, 64))
+        np.testing.assert_array_equal(b.asarray(subimage=1), background[:, 2048:].reshape(1, 32, 64))
+        np.testing.assert_array_equal(b.asarray(0, subimage=1), b.subimage(1)[0])
+        with pytest.raises(IndexError, match="sub-image 2 out of range.*2 sub-images"):
+            b.asarray(subimage=2)
+
+
+def test_asarray_into_callers_arrays_and_memory_maps(files, cref):
+    cref.open(files / "binned.mcf")
+    reference = cref.frames(SIGNAL).reshape(3, 4, 16)
+    with kvmcfio.File(files / "binned.mcf") as f:
+        s = f.sources["signal"]
+        out = np.full((3, 4, 16), -1, np.float32)
+        assert s.asarray(out=out) is out
+        np.testing.assert_array_equal(out, reference)
+        # A strided view of a larger array is filled in place too.
+        wide = np.zeros((2, 4, 32), np.float32)
+        s.asarray([2, 0], out=wide[:, :, ::2])
+        np.testing.assert_array_equal(wide[:, :, ::2], reference[[2, 0]])
+        assert not wide[:, :, 1::2].any()
+        one = np.empty((4, 16), np.float32)
+        np.testing.assert_array_equal(s.asarray(1, out=one), reference[1])
+        mapped = s.asarray(slice(1, 3), out="memmap")
+        assert isinstance(mapped, np.memmap)
+        np.testing.assert_array_equal(mapped, reference[1:3])
+        for bad in (np.empty((3, 4, 15), np.float32), np.empty((3, 4, 16), np.float64), "mmap", [0.0]):
+            with pytest.raises(ValueError, match="binned.mcf"):
+                s.asarray(out=bad)
+        frozen = np.empty((3, 4, 16), np.float32)
+        frozen.flags.writeable = False
+        with pytest.raises(ValueError, match="read-only"):
+            s.asarray(out=frozen)
+        with pytest.raises(IndexError, match="frame 3 out of range"):
+            s.asarray(3)
+
+
+def test_imread_of_paths_lists_and_globs(files):
+    small = [files / f"small{i:02d}.mcf" for i in range(50)]
+    # File i holds 10000 i + 1000 f + p / 2 at frame f, pixel p of 6 x 8.
+    expected = (10000 * np.arange(50)[:, None, None, None] + 1000 * np.arange(4)[None, :, None, None]
+                + 0.5 * np.arange(48).reshape(1, 1, 6, 8))
+    np.testing.assert_array_equal(kvmcfio.imread(small[7]), expected[7])
+    np.testing.assert_array_equal(kvmcfio.imread(str(small[7]).encode()), expected[7])
+    np.testing.assert_array_equal(kvmcfio.imread(small[:3]), expected[:3])
+    np.testing.assert_array_equal(kvmcfio.imread(str(files / "small*.mcf")), expected)
+    np.testing.assert_array_equal(kvmcfio.imread(str(files / "small4[0-2].mcf"), key=2), expected[40:43, 2])
+    np.testing.assert_array_equal(kvmcfio.imread(small[:2], key=[3, 0]), expected[:2][:, [3, 0]])
+    out = np.empty((2, 4, 6, 8), np.float32)
+    assert kvmcfio.imread(small[5:7], out=out) is out
+    np.testing.assert_array_equal(out, expected[5:7])
+    np.testing.assert_array_equal(kvmcfio.imread(small[5:7], out="memmap"), expected[5:7])
+    # The demo background's second sub-image through imread.
+    with kvmcfio.File(files / "demo.mcf") as f:
+        second = f.sources["background"].subimage(1).copy()
+    np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf", source="background", subimage=1), second)
+
+    with pytest.raises(ValueError, match=r"binned\.mcf .*small00\.mcf.*do not stack"):
+        kvmcfio.imread([small[0], files / "binned.mcf"])
+    with pytest.raises(ValueError, match="small00.mcf"):
+        kvmcfio.imread(small[:2], out=np.empty((2, 4, 6, 9), np.float32))
+    with pytest.raises(kvmcfio.FileNotFoundError, match="nothing"):
+        kvmcfio.imread(str(files / "nothing*.mcf"))
+    with pytest.raises(KeyError, match="small00.mcf has no 'reference' source"):
+        kvmcfio.imread(small[0], source="reference")
+    with pytest.raises(IndexError, match="small01.mcf"):
+        kvmcfio.imread(small[1], key=4)
+    with pytest.raises(ValueError):
+        kvmcfio.imread([])
+
+
+def test_openers_for_paths_file_objects_and_bytes(files, tmp_path):
+    path = files / "binned.mcf"
+    data = path.read_bytes()
+    expected = kvmcfio.imread(path)
+    with open(path, "rb") as raw:
+        openers = (str(path), bytes(path), pathlib.Path(path), io.BytesIO(data), raw)
+        for opener in openers:
+            with kvmcfio.File(opener) as f:
+                np.testing.assert_array_equal(np.asarray(f.sources["signal"]), expected, err_msg=repr(opener))
+    assert kvmcfio.File(str(path)).name == str(path)
+    for data_like in (data, bytearray(data), memoryview(data), np.frombuffer(data, np.uint8)):
+        with kvmcfio.File.from_bytes(data_like) as f:
+            np.testing.assert_array_equal(f.sources["signal"][:], expected)
+    np.testing.assert_array_equal(kvmcfio.imread(io.BytesIO(data)), expected)
+    fsspec = pytest.importorskip("fsspec")
+    with fsspec.open(str(path), "rb") as remote:
+        np.testing.assert_array_equal(kvmcfio.imread(remote), expected)
+    # A file object's name goes into its errors; bytes take the name they are given.
+    bad = tmp_path / "notes.json"
+    bad.write_bytes(b'{"frames": 3}\n')
+    with open(bad, "rb") as raw, pytest.raises(kvmcfio.FormatError, match="notes.json: not a multi-channel file"):
+        kvmcfio.File(raw)
+    with pytest.raises(kvmcfio.FormatError, match="^memo: not a multi-channel file"):
+        kvmcfio.File.from_bytes(b'{"frames": 3}\n', name="memo")
+    for wrong in (io.StringIO("text"), 3, bytearray(data)):
+        with pytest.raises(TypeError):
+            kvmcfio.File(wrong)
+
+
+def open_descriptors():
+    return sorted(os.listdir("/proc/self/fd"))
+
+
+def test_refusals_raise_the_packages_exceptions_and_leave_nothing_open(files, tmp_path):
+    before = open_descriptors()
+    missing = tmp_path / "absent.mcf"
+    with pytest.raises(kvmcfio.FileNotFoundError) as e:
+        kvmcfio.File(missing)
+    assert isinstance(e.value, FileNotFoundError) and isinstance(e.value, kvmcfio.FileError)
+    assert e.value.errno == errno.ENOENT and e.value.filename == str(missing) and e.value.code == 22006
+    assert str(e.value) == f"[Errno 2] No such file or directory: '{missing}'"
+    with pytest.raises(kvmcfio.IsADirectoryError) as e:
+        kvmcfio.imread(tmp_path)
+    assert isinstance(e.value, IsADirectoryError) and str(e.value).count(str(tmp_path)) == 1
+    locked = tmp_path / "locked.mcf"
+    locked.write_bytes((files / "demo.mcf").read_bytes())
+    locked.chmod(0)
+    if os.geteuid() != 0:  # root reads any file
+        with pytest.raises(kvmcfio.PermissionError, match="Permission denied") as e:
+            kvmcfio.File(locked)
+        assert isinstance(e.value, PermissionError)
+    # Bytes that are not a multi-channel file: JSON, a TIFF header, nothing at all.
+    for name, data in (("x.json", b'{"a": 1}\n'), ("x.tif", b"II*\x00\x08\x00\x00\x00" + bytes(64)), ("e.mcf", b"")):
+        (tmp_path / name).write_bytes(data)
+        with pytest.raises(kvmcfio.FormatError, match=f"{name}: not a") as e:
+            kvmcfio.File(tmp_path / name)
+        assert e.value.code == 22003
+    # A format error's position counts images from 0.
+    data = (files / "demo.mcf").read_bytes()
+    with pytest.raises(kvmcfio.FormatError) as cut:
+        kvmcfio.File.from_bytes(data[:300])
+    assert cut.value.position["source"] == "signal" and cut.value.position["image"] == 0
+    assert open_descriptors() == before
