@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ExportCommands.h"
+#include "tools/Commands.h"
 #include "writer/McfFileWriter.h"
 
 namespace {
@@ -30,6 +30,12 @@ struct Series {
     std::string path;
 };
 
+bool Export(const std::vector<std::string>& args) {
+    std::vector<const char*> argv{"kvmcf", "export"};
+    for (const std::string& a : args) argv.push_back(a.c_str());
+    return kvmcftools::RunTool(static_cast<int>(argv.size()), argv.data()) == 0;
+}
+
 void Run(benchmark::State& state, const Series& series, const std::string& format) {
     const std::string out = kvmcftools::ScratchPath("exportbench-out." + (format.empty() ? "mcf" : format));
     for (auto _ : state) {
@@ -37,7 +43,7 @@ void Run(benchmark::State& state, const Series& series, const std::string& forma
         if (format.empty())
             ok = std::system(("cp --reflink=never " + series.path + " " + out).c_str()) == 0;
         else
-            ok = kvmcftools::RunExport({series.path, out, "--quiet", "--source", "signal", "--format", format}) == 0;
+            ok = Export({series.path, out, "--quiet", "--source", "signal", "--format", format});
         if (!ok) state.SkipWithError("failed");
         state.PauseTiming();
         std::remove(out.c_str());

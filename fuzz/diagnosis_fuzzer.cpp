@@ -13,7 +13,7 @@
 #include "cxx/ReadDiagnosis.h"
 #include "fuzz/FuzzSupport.h"
 #include "kvmcf/kvmcf.hpp"
-#include "tools/DiagnosisCommands.h"
+#include "tools/Commands.h"
 
 // Named, so the regression replay can compile every target into one program.
 namespace diagnosisfuzz {
@@ -99,7 +99,8 @@ void CheckSalvage(const Diagnosis& d, const std::uint8_t* data, std::size_t size
     std::string text;
     {
         kvmcffuzz::CapturedOutput captured;
-        code = kvmcftools::RunSalvage({in, out});
+        const char* argv[] = {"kvmcf", "salvage", in.c_str(), out.c_str()};
+        code = kvmcftools::RunTool(4, argv);
         text = captured.Text();
     }
     if (kvmcffuzz::Entries(folder) != std::vector<std::string>{".captured", "in.mcf", "out.mcf"} &&

@@ -17,7 +17,7 @@
 
 #include "fuzz/FuzzSupport.h"
 #include "kvmcf/kvmcf.hpp"
-#include "tools/ExportCommands.h"
+#include "tools/Commands.h"
 #include "tools/ExportSupport.h"
 
 // Named, so the regression replay can compile every target into one program.
@@ -178,7 +178,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         int code = 0;
         {
             kvmcffuzz::CapturedOutput captured;
-            code = kvmcftools::RunExport(args);
+            std::vector<const char*> argv = {"kvmcf", "export"};
+            for (const std::string& a : args) argv.push_back(a.c_str());
+            code = kvmcftools::RunTool(static_cast<int>(argv.size()), argv.data());
         }
         std::vector<std::string> written;
         for (const std::string& name : kvmcffuzz::Entries(folder))

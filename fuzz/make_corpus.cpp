@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "api/FileLayout.h"
 #include "api/MCFIOManager.h"
 #include "calib/CalibImageData.h"
 #include "image/KavriImage.h"
@@ -110,7 +111,7 @@ void SeedFiles() {
 
     McfFileContent empty;
     SeedFile("empty", McfFileBytes(empty));
-    empty.magic = "Halvi Instruments Multi-Channel File";
+    empty.magic = FileLayout::kMagicLines[1];
     SeedFile("empty-second-magic", McfFileBytes(empty));
     empty.versionWord = 65537;
     SeedFile("empty-other-version", McfFileBytes(empty));

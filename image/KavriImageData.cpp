@@ -4,6 +4,7 @@
 #include <iomanip>
 #include <new>
 
+#include "api/FileLayout.h"
 #include "metadata/mcfdataxml.h"
 #include "records/RecordStream.h"
 #include "records/StreamBounds.h"
@@ -12,7 +13,7 @@
 namespace {
 
 const unsigned int kVersionWritten = 65541;  // 1.5
-const unsigned int kPixelBytes = 4;
+const unsigned int kPixelBytes = FileLayout::kPixelBytes;
 
 // A sub-image line is its record (version and six ints) and its offset.
 const unsigned long long kSubImageNumbers = 8;

@@ -1,13 +1,21 @@
+// kvmcf check FILE... [--json]: whether each data source and image reads whole, and
+// for a damaged file where reading stops and the whole frames of each source.
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "cxx/ReadDiagnosis.h"
-#include "api/kvmcfio.h"
-#include "tools/DiagnosisCommands.h"
+#include "tools/Commands.h"
 #include "tools/ToolSupport.h"
 
 namespace kvmcftools {
 namespace {
+
+struct CheckOptions {
+    std::vector<std::string> files;
+    bool json = false;
+};
 
 // "absent", "intact", "damaged" or "not reached".
 const char* SourceStateName(const ReadDiagnosis::Diagnosis& d, int slot) {
@@ -18,87 +26,96 @@ const char* SourceStateName(const ReadDiagnosis::Diagnosis& d, int slot) {
     return s.intact ? "intact" : "damaged";
 }
 
-// The open through the exported functions, headers only, as a second opinion.
-unsigned int OpenResult(const std::string& path) {
-    std::string name = path;
-    KVMCF_SetFileAccessMode(KVMCF_READ_HEADER_ONLY);
-    const unsigned int result = KVMCF_ReadFromFile(&name[0]);
-    KVMCF_CloseFile();
-    return result;
+// What opening it through the C++ interface says: "success" or the error's message;
+// `refused` when the system will not open the path, or the bytes are not a
+// multi-channel file at all. Neither is a damaged file: every verb refuses them.
+std::string OpenResult(const std::string& path, const ReadDiagnosis::Diagnosis& d, bool* refused) {
+    *refused = false;
+    try {
+        kvmcf::File::open(path, kvmcf::ReadMode::HeaderOnly);
+    } catch (const kvmcf::Error& e) {
+        *refused = e.systemError() != 0 || !d.formatKnown;
+        return e.what();
+    }
+    return "success";
 }
 
-void PrintText(const std::string& path, const ReadDiagnosis::Diagnosis& d, unsigned int opens) {
+void PrintText(const std::string& path, const ReadDiagnosis::Diagnosis& d, const std::string& opens) {
     std::printf("%s: %s\n", path.c_str(), d.stop.intact ? "intact" : "damaged");
     if (!d.stop.intact) std::printf("  stops at: %s\n", d.Describe().c_str());
-    if (!d.formatKnown) {
-        if (d.stop.intact) std::printf("  no data sources: magic line or version not recognised\n");
-    } else {
-        for (int slot = 0; slot < 5; ++slot) {
-            const ReadDiagnosis::SourceState& s = d.sources[slot];
-            std::printf("  %-11s %-12s", ReadDiagnosis::SourceName(slot), SourceStateName(d, slot));
-            if (s.dataStart >= 0)
-                std::printf(" %u of %u frames whole, %u pixels each, pixels from byte %lld", s.wholeFrames, s.frames,
-                            s.frameLength, s.dataStart);
-            if (s.count > 1) std::printf(" (%d images stored; the last one counts)", s.count);
-            std::printf("\n");
-        }
-    }
-    if (d.hasExtension) std::printf("  extension section from byte %lld\n", d.extensionOffset);
-    std::printf("  open: %s (%u)\n", ResultText(opens), opens);
-}
-
-void PrintJson(const std::string& path, const ReadDiagnosis::Diagnosis& d, unsigned int opens) {
-    std::printf("{\"file\": %s, \"intact\": %s, \"size\": %lld, \"format_known\": %s, \"open_result\": %u",
-                JsonString(path).c_str(), d.stop.intact ? "true" : "false", d.fileSize,
-                d.formatKnown ? "true" : "false", opens);
-    if (!d.stop.intact) {
-        const ReadDiagnosis::ReadStop& s = d.stop;
-        std::printf(
-            ",\n \"stop\": {\"source\": %s, \"image\": %u, \"record\": %s, \"field\": %s, \"offset\": %lld, "
-            "\"expected\": %s, \"text\": %s}",
-            s.source >= 0 ? JsonString(ReadDiagnosis::SourceName(s.source)).c_str() : "null", s.image + 1,
-            JsonString(s.record).c_str(), s.field.empty() ? "null" : JsonString(s.field).c_str(), s.offset,
-            JsonString(s.expected).c_str(), JsonString(d.Describe()).c_str());
-    }
-    std::printf(",\n \"sources\": [");
     for (int slot = 0; slot < 5; ++slot) {
         const ReadDiagnosis::SourceState& s = d.sources[slot];
-        std::printf("%s\n  {\"name\": \"%s\", \"state\": \"%s\"", slot ? "," : "", ReadDiagnosis::SourceName(slot),
-                    SourceStateName(d, slot));
-        if (s.reached) std::printf(", \"count\": %d", s.count);
+        std::printf("  %-11s %-12s", ReadDiagnosis::SourceName(slot), SourceStateName(d, slot));
         if (s.dataStart >= 0)
-            std::printf(", \"frames\": %u, \"whole_frames\": %u, \"frame_length\": %u, \"data_start\": %lld", s.frames,
-                        s.wholeFrames, s.frameLength, s.dataStart);
-        std::printf("}");
+            std::printf(" %u of %u frames whole, %u pixels each, pixels from byte %lld", s.wholeFrames, s.frames,
+                        s.frameLength, s.dataStart);
+        if (s.count > 1) std::printf(" (%d images stored; the last one counts)", s.count);
+        std::printf("\n");
     }
-    std::printf("\n ],\n \"extension_section\": ");
-    if (d.hasExtension)
-        std::printf("{\"offset\": %lld}}\n", d.extensionOffset);
-    else
-        std::printf("null}\n");
+    if (d.hasExtension) std::printf("  extension section from byte %lld\n", d.extensionOffset);
+    std::printf("  open: %s\n", opens.c_str());
+}
+
+Json CheckJson(const std::string& path, const ReadDiagnosis::Diagnosis& d, const std::string& opens) {
+    Json entry = {{"file", path}, {"intact", d.stop.intact}, {"size", d.fileSize}, {"open", opens}};
+    if (!d.stop.intact) {
+        const ReadDiagnosis::ReadStop& s = d.stop;
+        entry["stop"] = {{"source", s.source >= 0 ? Json(ReadDiagnosis::SourceName(s.source)) : Json(nullptr)},
+                         {"image", s.image},
+                         {"record", s.record},
+                         {"field", s.field.empty() ? Json(nullptr) : Json(s.field)},
+                         {"offset", s.offset},
+                         {"expected", s.expected},
+                         {"text", d.Describe()}};
+    }
+    Json sources = Json::array();
+    for (int slot = 0; slot < 5; ++slot) {
+        const ReadDiagnosis::SourceState& s = d.sources[slot];
+        Json source = {{"name", ReadDiagnosis::SourceName(slot)}, {"state", SourceStateName(d, slot)}};
+        if (s.reached) source["count"] = s.count;
+        if (s.dataStart >= 0) {
+            source["frames"] = s.frames;
+            source["whole_frames"] = s.wholeFrames;
+            source["frame_length"] = s.frameLength;
+            source["data_start"] = s.dataStart;
+        }
+        sources.push_back(std::move(source));
+    }
+    entry["sources"] = std::move(sources);
+    entry["extension_section"] = d.hasExtension ? Json{{"offset", d.extensionOffset}} : Json(nullptr);
+    return entry;
+}
+
+int RunCheck(const CheckOptions& o) {
+    bool damaged = false;
+    const int code = ForEachFile(o.files, o.json, [&](const std::string& path, bool json, Json* entry, std::string* why) {
+        const ReadDiagnosis::Diagnosis d = ReadDiagnosis::DiagnoseFile(path);
+        bool refused = false;
+        const std::string opens = OpenResult(path, d, &refused);
+        if (refused) {
+            *why = opens;
+            return false;
+        }
+        damaged = damaged || !d.stop.intact;
+        if (json)
+            *entry = CheckJson(path, d, opens);
+        else
+            PrintText(path, d, opens);
+        return true;
+    });
+    return damaged ? kFileProblem : code;
 }
 
 }  // namespace
 
-int RunCheck(const std::vector<std::string>& args) {
-    Arguments a;
-    if (!ParseArguments(args, {"--json"}, {}, &a)) return 2;
-    if (a.positional.size() != 1) {
-        std::fprintf(stderr, "usage: kvmcf check FILE [--json]\n");
-        return 2;
-    }
-    const std::string& path = a.positional[0];
-    const ReadDiagnosis::Diagnosis d = ReadDiagnosis::DiagnoseFile(path);
-    if (d.fileSize < 0) {
-        std::fprintf(stderr, "kvmcf: %s: cannot be opened\n", path.c_str());
-        return 1;
-    }
-    const unsigned int opens = OpenResult(path);
-    if (a.Has("--json"))
-        PrintJson(path, d, opens);
-    else
-        PrintText(path, d, opens);
-    return d.stop.intact ? 0 : 1;
+void AddCheckCommand(CLI::App& app, Run* run) {
+    auto o = std::make_shared<CheckOptions>();
+    CLI::App* verb = app.add_subcommand(
+        "check", "Whether each source reads whole; for a damaged file the source, image (from 0), record, field "
+                 "and byte where reading stops, and the whole frames of each source. Exit 1 when damaged");
+    verb->add_option("FILE", o->files, "Files to check, each in turn")->required();
+    verb->add_flag("--json", o->json, "One JSON document: {format_version, files: [...]}");
+    verb->callback([o, run] { *run = [o] { return RunCheck(*o); }; });
 }
 
 }  // namespace kvmcftools

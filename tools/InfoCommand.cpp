@@ -1,102 +1,106 @@
-#include <cmath>
+// kvmcf info FILE... [--source NAME] [--json]: every named property of each source,
+// then the values only the file's extension section carries.
 #include <cstdio>
-#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include "api/PropertyTable.h"
+#include "records/KestoImageData.h"
 #include "tools/Commands.h"
 #include "tools/ToolSupport.h"
 
 namespace kvmcftools {
-
-std::vector<std::string> ListingNames(unsigned int subImages) { return PropertyTable::ListingNames(subImages); }
-
 namespace {
 
-// Numbers as JSON numbers where the text is one; everything else as a string.
-std::string JsonValue(unsigned int type, const std::string& text) {
-    if (type != KVMCF_TYPE_STRING && !text.empty()) {
-        char* end = nullptr;
-        const double v = std::strtod(text.c_str(), &end);
-        if (end && *end == '\0' && std::isfinite(v) && text.find_first_of("xXnN") == std::string::npos) return text;
-    }
-    return JsonString(text);
+struct InfoOptions {
+    std::vector<std::string> files;
+    std::string source;
+    bool json = false;
+};
+
+// The header values that come from the extension section; empty when it gave none.
+Json ExtensionValues(const kvmcf::Source& s) {
+    const TKestoImageData& h = s.header();
+    Json values = Json::object();
+    if (*h.GetSerialText()) values["serial_number"] = h.GetSerialText();
+    if (*h.GetPreAmpGainText()) values["pre_amplifier_gain"] = h.GetPreAmpGainText();
+    if (h.GetDarkThreshold() != 0) values["dark_threshold"] = FloatJson(h.GetDarkThreshold());
+    if (h.GetMilliseconds() != 0) values["milliseconds"] = h.GetMilliseconds();
+    if (h.GetFastKineticsOffset() != 0) values["fast_kinetics_offset"] = h.GetFastKineticsOffset();
+    return values;
 }
 
-}  // namespace
-
-namespace {
-
-// One file's block, after `before`; false (with nothing printed) when the file cannot be shown.
-bool ShowFile(const std::string& path, const Arguments& a, KVMCF_DataSource only, bool json, bool several,
-              const std::string& before) {
-    const std::optional<kvmcf::File> file = OpenOrSay(path);
-    if (!file) return false;
-    std::vector<const kvmcf::Source*> sources = file->sources();
-    if (a.Has("--source")) {
-        const kvmcf::SourceId id = static_cast<kvmcf::SourceId>(only - KVMCF_SIGNAL);
-        if (!file->has(id)) {
-            std::fprintf(stderr, "kvmcf: %s: no %s source in this file\n", path.c_str(), a.Value("--source").c_str());
-            return false;
-        }
-        sources = {&file->source(id)};
+std::vector<const kvmcf::Source*> Chosen(const kvmcf::File& file, const std::string& source, std::string* why) {
+    if (source.empty()) return file.sources();
+    const kvmcf::SourceId id = *SourceNamed(source);
+    if (!file.has(id)) {
+        *why = file.path() + ": no " + source + " source in this file";
+        return {};
     }
-    std::printf("%s", before.c_str());
+    return {&file.source(id)};
+}
 
-    if (json) std::printf("{\"file\": %s, \"sources\": {", JsonString(path).c_str());
-    for (std::size_t si = 0; si < sources.size(); ++si) {
-        const kvmcf::Source& s = *sources[si];
-        if (json)
-            std::printf("%s\n  %s: {", si ? "," : "", JsonString(s.name()).c_str());
-        else
-            std::printf("%s[%s]\n", si ? "\n" : "", s.name());
-        bool first = true;
+Json FileJson(const kvmcf::File& file, const std::vector<const kvmcf::Source*>& sources) {
+    Json entry = {{"file", file.path()}, {"sources", Json::array()}};
+    for (const kvmcf::Source* s : sources) {
+        Json properties = Json::object();
+        for (const kvmcf::Property& p : s->properties())
+            properties[p.name] = {{"type", PropertyTypeName(p)}, {"value", PropertyJson(p)}};
+        Json source = {{"name", s->name()}, {"properties", std::move(properties)}};
+        Json extension = ExtensionValues(*s);
+        if (!extension.empty()) source["extension"] = std::move(extension);
+        entry["sources"].push_back(std::move(source));
+    }
+    return entry;
+}
+
+void PrintText(const std::vector<const kvmcf::Source*>& sources) {
+    // The one place the tool counts from 1: the vocabulary's own names.
+    if (!sources.empty()) std::printf("(names such as SubImageLeft1 count sub-images from 1, as the vocabulary does)\n");
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        const kvmcf::Source& s = *sources[i];
+        std::printf("%s[%s]\n", i ? "\n" : "", s.name());
         for (const kvmcf::Property& p : s.properties()) {
-            if (json) {
-                std::printf("%s\n    %s: {\"type\": \"%s\", \"value\": %s}", first ? "" : ",",
-                            JsonString(p.name).c_str(), kvmcf::typeName(p.type), JsonValue(p.typeCode, p.text).c_str());
-            } else {
-                std::printf("  %-30s %-7s %s\n", p.name.c_str(), kvmcf::typeName(p.type), p.text.c_str());
-            }
-            first = false;
+            const Json value = PropertyJson(p);
+            // Texts as the file holds them; numbers as their JSON, so floats read back exactly.
+            const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+            std::printf("  %-30s %-7s %s\n", p.name.c_str(), PropertyTypeName(p), text.c_str());
         }
-        if (json) std::printf("\n  }");
+        const Json extension = ExtensionValues(s);
+        for (const auto& [key, value] : extension.items())
+            std::printf("  %-30s %-7s %s\n", key.c_str(), "section",
+                        value.is_string() ? value.get<std::string>().c_str() : value.dump().c_str());
     }
-    if (json) std::printf("\n}}%s", several ? "" : "\n");
-    return true;
+}
+
+int RunInfo(const InfoOptions& o) {
+    return ForEachFile(o.files, o.json, [&](const std::string& path, bool json, Json* entry, std::string* why) {
+        std::optional<kvmcf::File> file = OpenFile(path, why);
+        if (!file) return false;
+        const std::vector<const kvmcf::Source*> sources = Chosen(*file, o.source, why);
+        if (!why->empty()) return false;
+        if (json) {
+            *entry = FileJson(*file, sources);
+        } else {
+            if (o.files.size() > 1) std::printf("== %s ==\n", path.c_str());
+            PrintText(sources);
+        }
+        return true;
+    });
 }
 
 }  // namespace
 
-int RunInfo(const std::vector<std::string>& args) {
-    Arguments a;
-    if (!ParseArguments(args, {"--json"}, {"--source"}, &a)) return 2;
-    if (a.positional.empty()) {
-        std::fprintf(stderr, "usage: kvmcf info FILE... [--source NAME] [--json]\n");
-        return 2;
-    }
-    KVMCF_DataSource only = KVMCF_SIGNAL;
-    if (a.Has("--source") && !SourceByName(a.Value("--source"), &only)) {
-        std::fprintf(stderr, "kvmcf: unknown source %s\n", a.Value("--source").c_str());
-        return 2;
-    }
-    // One file shows as before; several show one block each, headed by the path (a
-    // JSON array of the per-file objects).
-    const bool json = a.Has("--json");
-    const bool several = a.positional.size() > 1;
-    if (json && several) std::printf("[");
-    int code = 0;
-    bool shown = false;
-    for (const std::string& path : a.positional) {
-        std::string before;
-        if (json && several && shown) before = ",\n";
-        if (!json && several) before = (shown ? "\n== " : "== ") + path + " ==\n";
-        if (ShowFile(path, a, only, json, several, before))
-            shown = true;
-        else
-            code = 1;
-    }
-    if (json && several) std::printf("]\n");
-    return code;
+void AddInfoCommand(CLI::App& app, Run* run) {
+    auto o = std::make_shared<InfoOptions>();
+    CLI::App* verb = app.add_subcommand(
+        "info", "Every named property of each source (names with a sub-image number count it from 1, as the "
+                "property vocabulary does), and the values of the extension section");
+    verb->add_option("FILE", o->files, "Files to show, each in turn")->required();
+    verb->add_option("--source", o->source, "Only this source: " + SourceNameList())
+        ->check(SourceCheck());
+    verb->add_flag("--json", o->json, "One JSON document: {format_version, files: [...]}");
+    verb->callback([o, run] { *run = [o] { return RunInfo(*o); }; });
 }
 
 }  // namespace kvmcftools

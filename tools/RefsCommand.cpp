@@ -5,85 +5,71 @@
 
 #include <cstdio>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "kvmcf/kvmcf.hpp"
 #include "kvmcf/references.hpp"
 #include "tools/Commands.h"
+#include "tools/ExportSupport.h"
+#include "tools/ToolSupport.h"
 
 namespace kvmcftools {
+namespace {
 
-int RunRefs(const std::vector<std::string>& args) {
-    std::vector<std::string> paths;
-    std::string url;
+struct RefsOptions {
+    std::string file, out, url;
     bool force = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--force") {
-            force = true;
-        } else if (args[i] == "--url" && i + 1 < args.size()) {
-            url = args[++i];
-        } else if (args[i].compare(0, 1, "-") == 0) {
-            std::fprintf(stderr, "kvmcf refs: unknown option %s\n", args[i].c_str());
-            return 2;
-        } else {
-            paths.push_back(args[i]);
-        }
-    }
-    if (paths.size() != 2) {
-        std::fprintf(stderr, "usage: kvmcf refs FILE OUT.json [--url URL] [--force]\n");
-        return 2;
-    }
-    const std::string& in = paths[0];
-    const std::string& out = paths[1];
-    struct stat inStat, outStat;
-    const bool exists = stat(out.c_str(), &outStat) == 0;
-    if (exists && stat(in.c_str(), &inStat) == 0 && inStat.st_dev == outStat.st_dev && inStat.st_ino == outStat.st_ino) {
-        std::fprintf(stderr, "kvmcf refs: %s is the input file; it is never written over\n", out.c_str());
-        return 1;
-    }
-    if (exists && !force) {
-        std::fprintf(stderr, "kvmcf refs: %s exists (use --force to replace it)\n", out.c_str());
-        return 1;
-    }
+};
+
+int RunRefs(const RefsOptions& o) {
+    std::string why;
+    if (!OutputAllowed(o.out, {o.file}, o.force, &why)) return Fail(why);
+    if (!ExtensionAgrees(o.out, OutputFormat::Json, &why)) return Fail(why);
     std::string json;
     try {
-        const kvmcf::File file = kvmcf::File::open(in, kvmcf::ReadMode::HeaderOnly);
-        const unsigned long long size = stat(in.c_str(), &inStat) == 0 ? static_cast<unsigned long long>(inStat.st_size) : 0;
+        const kvmcf::File file = kvmcf::File::open(o.file, kvmcf::ReadMode::HeaderOnly);
+        struct stat st;
+        const unsigned long long size = ::stat(o.file.c_str(), &st) == 0 ? static_cast<unsigned long long>(st.st_size) : 0;
         // Readers elsewhere resolve the file from their own folder: point to it whole.
-        std::string place = url.empty() ? in : url;
-        if (url.empty() && !in.empty() && in[0] != '/') {
+        std::string place = o.url.empty() ? o.file : o.url;
+        if (o.url.empty() && !o.file.empty() && o.file[0] != '/') {
             std::vector<char> cwd(4096);
-            if (getcwd(cwd.data(), cwd.size())) place = std::string(cwd.data()) + "/" + in;
+            if (::getcwd(cwd.data(), cwd.size())) place = std::string(cwd.data()) + "/" + o.file;
         }
         json = kvmcf::references(file, place, size);
     } catch (const kvmcf::Error& e) {
-        if (e.code() == kvmcf::result::FormatError || e.code() == kvmcf::result::FileError) {
-            std::fprintf(stderr, "kvmcf refs: %s: %s (kvmcf check %s tells where it is damaged)\n", in.c_str(),
-                         e.what(), in.c_str());
-        } else {
-            std::fprintf(stderr, "kvmcf refs: %s: %s\n", in.c_str(), e.what());
-        }
-        return 1;
+        if (e.systemError() != 0) return Fail(e.what());
+        return Fail(std::string(e.what()) + " (kvmcf check " + o.file + " tells where it is damaged)");
     }
-    // Written beside OUT and renamed over it, so OUT is never half-written.
-    const std::string part = out + ".part";
-    {
-        std::ofstream os(part, std::ios::binary | std::ios::trunc);
-        os << json << '\n';
-        os.close();
-        if (!os) {
-            std::remove(part.c_str());
-            std::fprintf(stderr, "kvmcf refs: cannot write %s\n", out.c_str());
-            return 1;
-        }
+    if (o.out == "-") {
+        std::printf("%s\n", json.c_str());
+        return 0;
     }
-    if (std::rename(part.c_str(), out.c_str()) != 0) {
-        std::remove(part.c_str());
-        std::fprintf(stderr, "kvmcf refs: cannot write %s\n", out.c_str());
-        return 1;
-    }
+    OutputFile output(o.out);
+    if (!output.Prepare(o.force, &why)) return Fail(why);
+    RemoveOutputsOnInterrupt();
+    std::ofstream os(output.TempPath(), std::ios::binary | std::ios::trunc);
+    os << json << '\n';
+    os.close();
+    if (!os) return Fail(o.out + ": cannot write the references");
+    if (!output.Commit(&why)) return Fail(why);
     return 0;
+}
+
+}  // namespace
+
+void AddRefsCommand(CLI::App& app, Run* run) {
+    auto o = std::make_shared<RefsOptions>();
+    CLI::App* verb = app.add_subcommand(
+        "refs", "Byte-range references to every source's pixels (fsspec reference format, zarr groups per source), "
+                "so zarr, xarray and dask read the original file in place, locally or from a URL");
+    verb->add_option("FILE", o->file, "The multi-channel file")->required();
+    verb->add_option("OUT", o->out, "The reference JSON, - for standard output (refused if it exists, unless --force; never FILE)")->required();
+    verb->add_option("--url", o->url, "Where readers will find FILE (default: its full path)");
+    verb->add_flag("--force", o->force, "Replace an existing OUT (never FILE itself)");
+    verb->callback([o, run] { *run = [o] { return RunRefs(*o); }; });
 }
 
 }  // namespace kvmcftools

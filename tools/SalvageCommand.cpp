@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -7,10 +5,10 @@
 #include <vector>
 
 #include "cxx/ReadDiagnosis.h"
-#include "api/kvmcfio.h"
-#include "tools/DiagnosisCommands.h"
-#include "writer/McfFileWriter.h"
+#include "tools/Commands.h"
+#include "tools/ExportSupport.h"
 #include "tools/ToolSupport.h"
+#include "writer/McfFileWriter.h"
 
 namespace kvmcftools {
 namespace {
@@ -74,51 +72,39 @@ std::string ExtensionText(std::istream& is, const ReadDiagnosis::Diagnosis& d) {
     return is ? text : "";
 }
 
-bool SameFile(const std::string& a, const std::string& b) {
-    struct stat sa, sb;
-    return stat(a.c_str(), &sa) == 0 && stat(b.c_str(), &sb) == 0 && sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
-}
-
-// The written file must open through the exported functions with the sources kept.
+// The written file must open with the sources kept.
 bool OpensWith(const std::string& path, const McfFileContent& content) {
-    std::string name = path;
-    KVMCF_SetFileAccessMode(KVMCF_READ_HEADER_ONLY);
-    bool ok = KVMCF_ReadFromFile(&name[0]) == KVMCF_SUCCESS;
-    for (int slot = 0; ok && slot < 5; ++slot) {
-        int present = 0;
-        ok = KVMCF_IsDataSourcePresent(kSourceNames[slot].source, &present) == KVMCF_SUCCESS &&
-             present == (content.images[slot] ? 1 : 0);
-    }
-    KVMCF_CloseFile();
-    return ok;
+    std::string why;
+    const std::optional<kvmcf::File> file = OpenFile(path, &why);
+    for (int slot = 0; file && slot < kvmcf::kSourceCount; ++slot)
+        if (file->has(static_cast<kvmcf::SourceId>(slot)) != (content.images[slot] != nullptr)) return false;
+    return file.has_value();
 }
 
-}  // namespace
+struct SalvageOptions {
+    std::string file, out;
+    bool force = false;
+};
 
-int RunSalvage(const std::vector<std::string>& args) {
-    Arguments a;
-    if (!ParseArguments(args, {}, {}, &a)) return 2;
-    if (a.positional.size() != 2) {
-        std::fprintf(stderr, "usage: kvmcf salvage FILE OUT\n");
-        return 2;
+
+int RunSalvage(const SalvageOptions& o) {
+    const std::string& path = o.file;
+    const std::string& out = o.out;
+    std::string why;
+    if (!ExtensionAgrees(out, OutputFormat::Mcf, &why)) {
+        std::fprintf(stderr, "kvmcf: %s\n", why.c_str());
+        return kUsageProblem;
     }
-    const std::string& path = a.positional[0];
-    const std::string& out = a.positional[1];
-    if (path == out || SameFile(path, out)) {
-        std::fprintf(stderr, "kvmcf: salvage writes a new file; OUT must not be FILE\n");
-        return 2;
+    if (!OutputAllowed(out, {path}, o.force, &why)) return Fail(why);
+    // A path the system will not open is said in its words, as every verb says it.
+    try {
+        kvmcf::File::open(path, kvmcf::ReadMode::HeaderOnly);
+    } catch (const kvmcf::Error& e) {
+        if (e.systemError() != 0) return Fail(e.what());
     }
 
     const ReadDiagnosis::Diagnosis d = ReadDiagnosis::DiagnoseFile(path);
-    if (d.fileSize < 0) {
-        std::fprintf(stderr, "kvmcf: %s: cannot be opened\n", path.c_str());
-        return 1;
-    }
-    if (!d.formatKnown) {
-        std::fprintf(stderr, "kvmcf: %s: nothing can be saved: %s\n", path.c_str(),
-                     d.stop.intact ? "magic line or version not recognised" : d.Describe().c_str());
-        return 1;
-    }
+    if (d.fileSize < 0 || !d.formatKnown) return Fail(path + ": not a multi-channel file");
 
     std::ifstream is(path, std::ios::in | std::ios::binary);
     std::unique_ptr<Image> kept[5];
@@ -138,10 +124,7 @@ int RunSalvage(const std::vector<std::string>& args) {
                   std::to_string(kept[slot]->calibImage.GetNumberImages()) +
                   (cutInPixels ? " of " + std::to_string(s.frames) : std::string()) + " frames)";
     }
-    if (report.empty()) {
-        std::fprintf(stderr, "kvmcf: %s: nothing can be saved: %s\n", path.c_str(), d.Describe().c_str());
-        return 1;
-    }
+    if (report.empty()) return Fail(path + ": nothing can be saved: " + d.Describe());
     content.magic.clear();
     is.clear();
     is.seekg(0);
@@ -149,20 +132,28 @@ int RunSalvage(const std::vector<std::string>& args) {
     content.extensionXml = ExtensionText(is, d);
 
     // Written under another name first, so OUT never holds half a file.
-    const std::string temporary = out + ".salvage-part";
-    if (!WriteMcfFile(temporary, content) || !OpensWith(temporary, content)) {
-        std::remove(temporary.c_str());
-        std::fprintf(stderr, "kvmcf: %s: cannot write a readable file\n", out.c_str());
-        return 1;
-    }
-    if (std::rename(temporary.c_str(), out.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        std::fprintf(stderr, "kvmcf: cannot rename %s to %s\n", temporary.c_str(), out.c_str());
-        return 1;
-    }
+    OutputFile output(out);
+    if (!output.Prepare(o.force, &why)) return Fail(why);
+    RemoveOutputsOnInterrupt();
+    if (!WriteMcfFile(output.TempPath(), content) || !OpensWith(output.TempPath(), content))
+        return Fail(out + ": cannot write a readable file");
+    if (!output.Commit(&why)) return Fail(why);
     std::printf("%s: saved %s\n", out.c_str(), report.c_str());
     if (!d.stop.intact) std::printf("  lost from %s\n", d.Describe().c_str());
     return 0;
+}
+
+}  // namespace
+
+void AddSalvageCommand(CLI::App& app, Run* run) {
+    auto o = std::make_shared<SalvageOptions>();
+    CLI::App* verb = app.add_subcommand(
+        "salvage", "Write every intact source and the whole frames of a cut-off pixel block to OUT, with the frame "
+                   "count, time stamps and metadata words trimmed to match. FILE is never written");
+    verb->add_option("FILE", o->file, "The damaged file")->required();
+    verb->add_option("OUT", o->out, "The new file (refused if it exists, unless --force; never FILE)")->required();
+    verb->add_flag("--force", o->force, "Replace an existing OUT (never FILE itself)");
+    verb->callback([o, run] { *run = [o] { return RunSalvage(*o); }; });
 }
 
 }  // namespace kvmcftools

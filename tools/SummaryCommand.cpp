@@ -51,7 +51,7 @@ void PrintSource(const kvmcf::Source& s) {
     for (std::size_t i = 0; i < subs.size(); ++i) {
         const kvmcf::SubImage& u = subs[i];
         // Shown unsigned, as the C sub-image query gives them.
-        std::printf("    sub-image %zu: columns %u-%u, rows %u-%u, binning %ux%u\n", i + 1, unsigned(u.left),
+        std::printf("    sub-image %zu: columns %u-%u, rows %u-%u, binning %ux%u\n", i, unsigned(u.left),
                     unsigned(u.right), unsigned(u.bottom), unsigned(u.top), unsigned(u.hBin), unsigned(u.vBin));
     }
 
@@ -75,21 +75,17 @@ void PrintSource(const kvmcf::Source& s) {
         if (f == 0) firstFrame.Add(frame.data(), length);
         series.Add(frame.data(), length);
     }
-    PrintStatistics("frame 1:", firstFrame);
+    PrintStatistics("frame 0:", firstFrame);
     if (frames > 1) PrintStatistics("all frames:", series);
 }
 
 }  // namespace
 
-int RunSummary(const std::vector<std::string>& args) {
-    if (args.size() != 1) {
-        std::fprintf(stderr, "usage: kvmcf FILE\n");
-        return 2;
-    }
+int RunSummary(const std::string& path) {
     // Frames are read one at a time, so memory stays at one frame whatever the series.
-    const std::optional<kvmcf::File> file = OpenOrSay(args[0]);
-    if (!file) return 1;
-    std::printf("%s\n", args[0].c_str());
+    const std::optional<kvmcf::File> file = OpenOrSay(path);
+    if (!file) return kFileProblem;
+    std::printf("%s\n", path.c_str());
     const std::vector<const kvmcf::Source*> sources = file->sources();
     if (sources.empty()) std::printf("  no data sources\n");
     for (const kvmcf::Source* s : sources) PrintSource(*s);

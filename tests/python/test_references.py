@@ -139,7 +139,7 @@ def test_refs_refuses_an_existing_output_and_a_damaged_source(files, tmp_path):
     ranges = json.loads((tmp_path / "rel.json").read_text())["refs"]["signal/subimage0/0.0.0"]
     assert ranges[0] == os.path.join(os.path.realpath(tmp_path), "in.mcf")
     done = refs(copy, copy, "--force")
-    assert done.returncode == 1 and "never written over" in done.stderr
+    assert done.returncode == 1 and "is the input" in done.stderr
     with kvmcfio.File(copy) as f:
         start = f.sources["signal"].data_start
     cut = tmp_path / "cut.mcf"

@@ -7,34 +7,35 @@
 #include <sstream>
 #include <string>
 
-#include "api/kvmcfio.h"
+#include <nlohmann/json.hpp>
+
+#include "kvmcf/kvmcf.hpp"
 #include "support/HandTypedFile.h"
 #include "support/TestFiles.h"
-#include "tools/DiagnosisCommands.h"
+#include "tools/ToolRun.h"
 #include "writer/McfFileWriter.h"
 
 namespace {
 
-std::string Slurp(const std::string& path) {
-    std::ifstream is(path, std::ios::binary);
-    std::ostringstream all;
-    all << is.rdbuf();
-    return all.str();
-}
+using kvmcftest::Slurp;
 
 bool Exists(const std::string& path) { return std::ifstream(path).good(); }
 
-int Command(int (*command)(const std::vector<std::string>&), const std::vector<std::string>& args, std::string* out) {
-    testing::internal::CaptureStdout();
-    const int rc = command(args);
-    *out = testing::internal::GetCapturedStdout();
-    return rc;
+// kvmcf VERB ARGS; what it printed on stdout goes to *out.
+int Command(const std::string& verb, const std::vector<std::string>& args, std::string* out) {
+    std::vector<std::string> words{verb};
+    words.insert(words.end(), args.begin(), args.end());
+    const kvmcftest::ToolResult r = kvmcftest::Kvmcf(words);
+    *out = r.out;
+    return r.code;
 }
 
-std::string Value(KVMCF_DataSource source, const std::string& name) {
-    char value[64] = {};
-    if (KVMCF_GetPropertyValue(source, name.c_str(), value, sizeof value) != KVMCF_SUCCESS) return "-";
-    return value;
+std::string Value(const kvmcf::Source& source, const std::string& name) {
+    try {
+        return source.property(name).text;
+    } catch (const kvmcf::Error&) {
+        return "-";
+    }
 }
 
 // Ten frames of eight pixels, time stamps 0, 100, ..., metadata words 1000, 1001, ...
@@ -61,40 +62,33 @@ std::string KineticSeries() {
 TEST(Salvage, KineticSeriesCutInItsSeventhFrameKeepsSixFramesByteExact) {
     const std::string whole = KineticSeries();
     kvmcftest::TempFile full(whole, "full.mcf");
-    ASSERT_EQ(KVMCF_ReadFromFile(full.CPath()), KVMCF_SUCCESS);
-    long long start = 0;
-    ASSERT_EQ(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start), KVMCF_SUCCESS);
-    KVMCF_CloseFile();
+    const long long start = kvmcf::File::open(full.Path()).source(kvmcf::SourceId::Signal).dataStart();
     // Ten frames of 32 bytes, then the four absent sources' counts.
     ASSERT_EQ(whole.size(), static_cast<std::size_t>(start) + 10 * 32 + 8);
 
     const std::string cut = whole.substr(0, static_cast<std::size_t>(start) + 6 * 32 + 5);
     kvmcftest::TempFile damaged(cut, "cut.mcf");
-    const std::string out = damaged.Path() + ".saved";
+    const std::string out = damaged.Path() + "-saved.mcf";
     std::string said;
-    ASSERT_EQ(Command(kvmcftools::RunSalvage, {damaged.Path(), out}, &said), 0);
+    ASSERT_EQ(Command("salvage", {damaged.Path(), out}, &said), 0);
     EXPECT_NE(said.find("signal (6 of 10 frames)"), std::string::npos) << said;
     EXPECT_EQ(Slurp(damaged.Path()), cut);  // the original is untouched
-    EXPECT_FALSE(Exists(out + ".salvage-part"));
 
-    for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY}) {
-        KVMCF_SetFileAccessMode(mode);
-        std::string name = out;
-        ASSERT_EQ(KVMCF_ReadFromFile(&name[0]), KVMCF_SUCCESS);
-        unsigned int frames = 0;
-        EXPECT_EQ(KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames), KVMCF_SUCCESS);
-        EXPECT_EQ(frames, 6u);
+    for (kvmcf::ReadMode mode : {kvmcf::ReadMode::All, kvmcf::ReadMode::HeaderOnly}) {
+        const kvmcf::File saved = kvmcf::File::open(out, mode);
+        const kvmcf::Source& signal = saved.source(kvmcf::SourceId::Signal);
+        EXPECT_EQ(signal.frameCount(), 6u);
         for (unsigned int f = 0; f < 6; ++f) {
             float pixels[8] = {};
-            ASSERT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, f, pixels, 8), KVMCF_SUCCESS);
+            signal.readFrame(f, pixels);
             EXPECT_EQ(std::memcmp(pixels, whole.data() + start + f * 32, 32), 0) << "frame " << f;
         }
-        EXPECT_EQ(Value(KVMCF_SIGNAL, "TimeStamp5"), "500");
-        EXPECT_EQ(Value(KVMCF_SIGNAL, "Metadata5"), "1005");
-        EXPECT_EQ(Value(KVMCF_SIGNAL, "TimeStamp6"), "-");
-        KVMCF_CloseFile();
+        EXPECT_EQ(Value(signal, "TimeStamp5"), "500");
+        EXPECT_EQ(Value(signal, "Metadata5"), "1005");
+        EXPECT_EQ(Value(signal, "TimeStamp6"), "-");
     }
-    KVMCF_SetFileAccessMode(KVMCF_READ_ALL);
+    // Once saved, the same command is refused: OUT exists.
+    EXPECT_EQ(Command("salvage", {damaged.Path(), out}, &said), 1);
     std::remove(out.c_str());
 }
 
@@ -103,62 +97,69 @@ TEST(Salvage, KeepsIntactSourcesAndSaysWhenNothingCanBeSaved) {
     // Background cut in its second frame: the signal whole, one background frame.
     const std::size_t backgroundPixels = file.size() - 4 - kvmcftest::HandTypedPixels().size();
     kvmcftest::TempFile damaged(file.substr(0, backgroundPixels + 8 + 3));
-    const std::string out = damaged.Path() + ".saved";
+    const std::string out = damaged.Path() + "-saved.mcf";
     std::string said;
-    ASSERT_EQ(Command(kvmcftools::RunSalvage, {damaged.Path(), out}, &said), 0);
+    ASSERT_EQ(Command("salvage", {damaged.Path(), out}, &said), 0);
     EXPECT_NE(said.find("signal (3 frames), background (1 of 3 frames)"), std::string::npos) << said;
-    std::string name = out;
-    ASSERT_EQ(KVMCF_ReadFromFile(&name[0]), KVMCF_SUCCESS);
-    unsigned int frames[2] = {};
-    EXPECT_EQ(KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames[0]), KVMCF_SUCCESS);
-    EXPECT_EQ(KVMCF_GetNumberFrames(KVMCF_BACKGROUND, &frames[1]), KVMCF_SUCCESS);
-    EXPECT_EQ(frames[0], 3u);
-    EXPECT_EQ(frames[1], 1u);
-    float pixels[2] = {};
-    EXPECT_EQ(KVMCF_GetFrame(KVMCF_BACKGROUND, 0, pixels, 2), KVMCF_SUCCESS);
-    EXPECT_EQ(pixels[0], 1.0f);
-    EXPECT_EQ(pixels[1], 2.0f);
-    EXPECT_EQ(Value(KVMCF_BACKGROUND, "Metadata0"), "1");
-    KVMCF_CloseFile();
+    {
+        const kvmcf::File saved = kvmcf::File::open(out);
+        EXPECT_EQ(saved.source(kvmcf::SourceId::Signal).frameCount(), 3u);
+        const kvmcf::Source& background = saved.source(kvmcf::SourceId::Background);
+        EXPECT_EQ(background.frameCount(), 1u);
+        float pixels[2] = {};
+        background.readFrame(0, pixels);
+        EXPECT_EQ(pixels[0], 1.0f);
+        EXPECT_EQ(pixels[1], 2.0f);
+        EXPECT_EQ(Value(background, "Metadata0"), "1");
+    }
     std::remove(out.c_str());
 
     // Cut inside the signal's header: nothing is whole, nothing is written.
     kvmcftest::TempFile header(file.substr(0, file.find("Test head 76") + 3));
-    EXPECT_EQ(Command(kvmcftools::RunSalvage, {header.Path(), out}, &said), 1);
+    EXPECT_EQ(Command("salvage", {header.Path(), out}, &said), 1);
     EXPECT_FALSE(Exists(out));
     // Cut in the signal's first frame: no whole frame to keep.
     kvmcftest::TempFile firstFrame(file.substr(0, kvmcftest::HandTypedSignalPart().size() - 20));
-    EXPECT_EQ(Command(kvmcftools::RunSalvage, {firstFrame.Path(), out}, &said), 1);
+    EXPECT_EQ(Command("salvage", {firstFrame.Path(), out}, &said), 1);
     EXPECT_FALSE(Exists(out));
-    // The original is never the output.
-    EXPECT_EQ(Command(kvmcftools::RunSalvage, {damaged.Path(), damaged.Path()}, &said), 2);
+    // The original is never the output, not even with --force.
+    EXPECT_EQ(Command("salvage", {damaged.Path(), damaged.Path(), "--force"}, &said), 1);
 }
 
 TEST(Check, NamesSourceRecordAndOffset) {
     const std::string file = kvmcftest::HandTypedFile();
     kvmcftest::TempFile intact(file);
     std::string said;
-    EXPECT_EQ(Command(kvmcftools::RunCheck, {intact.Path()}, &said), 0);
+    EXPECT_EQ(Command("check", {intact.Path()}, &said), 0);
     EXPECT_NE(said.find(": intact\n"), std::string::npos) << said;
 
-    // The background's time stamp 10 with a letter in it.
+    // The background's time stamp 10 with a letter in it: its first image (0), time stamp 2.
     std::string letter = file;
     const std::size_t stamp = letter.rfind("        10\n");
     letter[stamp + 8] = 'o';
     kvmcftest::TempFile damaged(letter);
-    EXPECT_EQ(Command(kvmcftools::RunCheck, {damaged.Path(), "--json"}, &said), 1);
-    for (const std::string& part : std::vector<std::string>{
-             "\"source\": \"background\"", "\"image\": 1", "\"record\": \"image data\"", "\"field\": \"time stamp 2\"",
-             "\"offset\": " + std::to_string(stamp + 8) + ",", "\"expected\": \"a decimal number, found 'o'\"",
-             "{\"name\": \"signal\", \"state\": \"intact\", \"count\": 1, \"frames\": 3, \"whole_frames\": 3",
-             "{\"name\": \"background\", \"state\": \"damaged\"", "{\"name\": \"live\", \"state\": \"not reached\"}",
-             "\"open_result\": 22003"})
-        EXPECT_NE(said.find(part), std::string::npos) << part << "\n" << said;
+    EXPECT_EQ(Command("check", {damaged.Path(), "--json"}, &said), 1);
+    const nlohmann::json entry = nlohmann::json::parse(said)["files"][0];
+    EXPECT_EQ(entry["intact"], false);
+    const nlohmann::json& stop = entry["stop"];
+    EXPECT_EQ(stop["source"], "background");
+    EXPECT_EQ(stop["image"], 0);
+    EXPECT_EQ(stop["record"], "image data");
+    EXPECT_EQ(stop["field"], "time stamp 2");
+    EXPECT_EQ(stop["offset"], stamp + 8);
+    EXPECT_EQ(stop["expected"], "a decimal number, found 'o'");
+    const nlohmann::json& signal = entry["sources"][0];
+    EXPECT_EQ(signal["name"], "signal");
+    EXPECT_EQ(signal["state"], "intact");
+    EXPECT_EQ(signal["count"], 1);
+    EXPECT_EQ(signal["frames"], 3);
+    EXPECT_EQ(signal["whole_frames"], 3);
+    EXPECT_EQ(entry["sources"][2]["state"], "damaged");
+    EXPECT_EQ(entry["sources"][3], (nlohmann::json{{"name", "live"}, {"state", "not reached"}}));
+    EXPECT_NE(entry["open"].get<std::string>().find("not a readable multi-channel file"), std::string::npos);
 
-    EXPECT_EQ(Command(kvmcftools::RunCheck, {damaged.Path()}, &said), 1);
-    EXPECT_NE(said.find("stops at: background source, image 0, image data record, time stamp 2, byte " +
-                        std::to_string(stamp + 8)),
-              std::string::npos)
+    EXPECT_EQ(Command("check", {damaged.Path()}, &said), 1);
+    EXPECT_NE(said.find("image data record, time stamp 2, byte " + std::to_string(stamp + 8)), std::string::npos)
         << said;
-    EXPECT_EQ(Command(kvmcftools::RunCheck, {}, &said), 2);
+    EXPECT_EQ(Command("check", {}, &said), 2);
 }

@@ -172,7 +172,8 @@ def test_tiff_stacks_read_exactly_with_their_calibration(demo, shapes, tmp_path)
 def test_hdf5_datasets_scales_and_attributes(demo, shapes, tmp_path):
     out = tmp_path / "signal.h5"
     run("export", demo, out, "--frames", "2:7", "--source", "signal")
-    info = json.loads(run("info", demo, "--json").stdout)["sources"]["signal"]
+    sources = json.loads(run("info", demo, "--json").stdout)["files"][0]["sources"]
+    info = next(s["properties"] for s in sources if s["name"] == "signal")
     with h5py.File(out, "r") as f:
         group = f["signal"]
         assert list(f) == ["signal"]

@@ -1,0 +1,251 @@
+// Each kvmcf verb run as a program on the demo file and on small files whose figures
+// are worked out here from the pixels and times they were written with.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "kvmcf/kvmcf.hpp"
+#include "support/TestFiles.h"
+#include "tools/ToolFiles.h"
+#include "tools/ToolRun.h"
+#include "writer/DemoFile.h"
+
+namespace {
+
+using kvmcftest::Kvmcf;
+using nlohmann::json;
+
+std::string Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos ? "" : "missing \"" + part + "\" in:\n" + text;
+}
+
+// sqrt of the population variance of 0..15: sqrt((16^2 - 1) / 12).
+const double kSpreadOfSixteen = std::sqrt(255.0 / 12.0);
+
+TEST(ToolVerbs, SummaryCountsFramesAndSubImagesFromZero) {
+    kvmcftest::TempFile demo("", "demo.mcf");
+    ASSERT_TRUE(kvmcftools::WriteDemoFile(demo.Path()));
+    const auto r = Kvmcf({demo.Path()});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(Has(r.out, "signal: 20 frames of 1024 pixels, 1 sub-image\n"), "");
+    EXPECT_EQ(Has(r.out, "sub-image 0: columns 1-1024, rows 1-256, binning 1x256"), "");
+    // 580 + 0.0625 p - 1.5e-6 p^2 at columns 1 and 1024.
+    EXPECT_EQ(Has(r.out, "Wavelength nm, 580.062 to 642.427 over columns 1-1024"), "");
+    // 64 x 32 at full resolution, then 128 x 64 binned 2 x 2.
+    EXPECT_EQ(Has(r.out, "sub-image 1: columns 401-528, rows 137-200, binning 2x2"), "");
+    // Background pixels are 95 + (i mod 17) / 2: 95 to 103.
+    EXPECT_EQ(Has(r.out, "frame 0:       min 95  max 103"), "");
+    EXPECT_EQ(r.out.find("sub-image 2"), std::string::npos);
+}
+
+TEST(ToolVerbs, InfoTypesValuesFromTheTypedProperty) {
+    // Metadata words above 32 bits: 0x123456789 = 4886718345, then one more.
+    kvmcftest::TempFile words(kvmcftest::TwoSourceFile("", 0x123456789ULL), "words.mcf");
+    const auto r = Kvmcf({"info", words.Path(), "--source", "signal", "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    const json p = json::parse(r.out)["files"][0]["sources"][0]["properties"];
+    EXPECT_EQ(p["Metadata0"]["type"], "uint64");
+    EXPECT_EQ(p["Metadata0"]["value"].get<std::uint64_t>(), 4886718345ULL);
+    EXPECT_EQ(p["TimeStamp0"]["value"].get<unsigned>(), 7u);
+    // 0.05 as a float32 prints as 0.05, not as the double 0.05000000074505806.
+    EXPECT_EQ(p["ExposureTime"]["type"], "float");
+    EXPECT_EQ(p["ExposureTime"]["value"].get<double>(), 0.05);
+    EXPECT_EQ(p["KineticCycleTime"]["value"].get<double>(), 0.25);
+    EXPECT_EQ(p["Head"]["type"], "byte");
+    EXPECT_TRUE(p["HeadModel"]["value"].is_string());
+    // A float value is named a float, whatever the type query says.
+    EXPECT_EQ(p["HighPrecisionTimeStamp0"]["type"], "float");
+    EXPECT_TRUE(p["HighPrecisionTimeStamp0"]["value"].is_number_float());
+
+    const auto table = Kvmcf({"info", words.Path(), "--source", "background"});
+    EXPECT_EQ(table.code, 0);
+    EXPECT_EQ(Has(table.out, "count sub-images from 1"), "");
+    EXPECT_EQ(Has(table.out, "[background]\n"), "");
+    EXPECT_EQ(Has(table.out, "ExposureTime                   float   0.05\n"), "");
+    EXPECT_EQ(table.out.find("[signal]"), std::string::npos);
+}
+
+TEST(ToolVerbs, FramesShowTimesTimeCodesAndTagsFromTheSection) {
+    setenv("TZ", "UTC", 1);
+    kvmcftest::TempFile file(kvmcftest::TwoSourceFile(kvmcftest::TimeCodeXml()), "xml.mcf");
+    const auto r = Kvmcf({"frames", file.Path(), "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    const json rows = json::parse(r.out)["files"][0]["frames"];
+    ASSERT_EQ(rows.size(), 2u);
+    for (unsigned int f = 0; f < 2; ++f) {
+        EXPECT_EQ(rows[f]["index"], f);
+        // No metadata words: each frame's time is the kinetic cycle time.
+        EXPECT_EQ(rows[f]["kinetic_time"].get<double>(), 0.25);
+        EXPECT_EQ(rows[f]["time_stamp"], 100 * f + 7);
+    }
+    EXPECT_EQ(rows[0]["irig_time"], "Tue Mar  3 14:05:09.250 2015");
+    EXPECT_TRUE(rows[1]["irig_time"].is_null());
+    EXPECT_EQ(rows[0]["metadata_tags"], (json{{"3", 5}, {"6", 0x1234}}));
+    EXPECT_EQ(rows[1]["metadata_tags"], (json{{"3", 3}, {"6", 0}}));
+
+    const auto text = Kvmcf({"frames", file.Path()});
+    EXPECT_EQ(text.code, 0);
+    EXPECT_EQ(Has(text.out, "Tue Mar  3 14:05:09.250 2015"), "");
+    EXPECT_EQ(Has(text.out, "signal, 2 frames (from 0)"), "");
+
+    // The 64-bit words whole.
+    kvmcftest::TempFile words(kvmcftest::TwoSourceFile("", 0x123456789ULL), "words.mcf");
+    const json w = json::parse(Kvmcf({"frames", words.Path(), "--json"}).out)["files"][0]["frames"];
+    EXPECT_EQ(w[1]["metadata_word"].get<std::uint64_t>(), 4886718346ULL);
+    EXPECT_FALSE(w[0].contains("irig_time"));
+}
+
+TEST(ToolVerbs, StatsOfFramesRegionsAndTheDifferenceOfTwoSources) {
+    kvmcftest::TempFile file(kvmcftest::TwoSourceFile(), "two.mcf");
+    auto stats = [&](std::vector<std::string> extra) {
+        std::vector<std::string> args{"stats", file.Path(), "--json"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        const auto r = Kvmcf(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+        return json::parse(r.out)["files"][0];
+    };
+
+    // Frame 1 is 110 + i / 2: extremes at the first and last pixel, mean 110 + 7.5 / 2.
+    json one = stats({"--frames", "1"});
+    ASSERT_EQ(one["frames"].size(), 1u);
+    EXPECT_EQ(one["frames"][0]["index"], 1);
+    json s = one["frames"][0]["regions"][0];
+    EXPECT_EQ(s["sub_images"], json::array({0}));
+    EXPECT_EQ(s["pixels"], 16);
+    EXPECT_EQ(s["minimum"], (json{{"value", 110}, {"x", 1}, {"y", 1}}));
+    EXPECT_EQ(s["maximum"], (json{{"value", 117.5}, {"x", 4}, {"y", 4}}));
+    EXPECT_DOUBLE_EQ(s["mean"].get<double>(), 113.75);
+    EXPECT_DOUBLE_EQ(s["std"].get<double>(), 0.5 * kSpreadOfSixteen);
+    EXPECT_EQ(s["mode"], 110);  // all differ: the smallest
+    EXPECT_EQ(s["nan"], 0);
+
+    // Frame 0 holds a NaN (pixel 5) and an infinity (pixel 6): the 14 others are measured.
+    s = stats({"--frames", "0"})["frames"][0]["regions"][0];
+    EXPECT_EQ(s["nan"], 1);
+    EXPECT_EQ(s["infinite"], 1);
+    EXPECT_EQ(s["pixels"], 16);
+    EXPECT_DOUBLE_EQ(s["mean"].get<double>(), 100 + (120.0 - 5 - 6) / 2 / 14);
+
+    // Signal minus background: 110 + i / 2 - i / 4 = 110 + i / 4.
+    json minus = stats({"--frames", "1", "--minus", "background"});
+    EXPECT_EQ(minus["minus"], "background");
+    s = minus["frames"][0]["regions"][0];
+    EXPECT_EQ(s["maximum"], (json{{"value", 113.75}, {"x", 4}, {"y", 4}}));
+    EXPECT_DOUBLE_EQ(s["mean"].get<double>(), 111.875);
+    EXPECT_DOUBLE_EQ(s["std"].get<double>(), 0.25 * kSpreadOfSixteen);
+
+    // Columns 2-3, rows 2-3: pixels 5, 6, 9 and 10.
+    s = stats({"--frames", "1", "--region", "2,2,3,3"})["frames"][0]["regions"][0];
+    EXPECT_EQ(s["pixels"], 4);
+    EXPECT_EQ(s["minimum"], (json{{"value", 112.5}, {"x", 2}, {"y", 2}}));
+    EXPECT_EQ(s["maximum"], (json{{"value", 115}, {"x", 3}, {"y", 3}}));
+    // Larger than the detector: clipped, and said.
+    json clipped = stats({"--frames", "1", "--region", "0,0,9,9"});
+    EXPECT_EQ(clipped["region_clipped"], true);
+    EXPECT_EQ(clipped["frames"][0]["regions"][0]["right"], 4);
+    const auto text = Kvmcf({"stats", file.Path(), "--frames", "1", "--region", "0,0,9,9"});
+    EXPECT_EQ(Has(text.out, "region clipped to the sub-images: columns 1-4, rows 1-4"), "");
+    EXPECT_EQ(Has(text.out, "minimum    110 at (1, 1)"), "");
+    // describe is the same verb.
+    EXPECT_EQ(Kvmcf({"describe", file.Path(), "--frames", "1"}).out, Kvmcf({"stats", file.Path(), "--frames", "1"}).out);
+}
+
+TEST(ToolVerbs, StatsPlaceBinnedPixelsAtTheFirstDetectorPixelOfTheirBin) {
+    // Sub-image 0: columns 1..4, rows 1..2, unbinned. Sub-image 1: columns 1..8, rows
+    // 5..8, binned 2 x 2 into 4 x 2 stored pixels, stored column c at detector 1 + 2c.
+    const TSubImage subs[2] = {TSubImage(1, 2, 4, 1, 1, 1), TSubImage(1, 8, 8, 5, 2, 2)};
+    TMCFIOManager::TImage signal(TKavriRect(1, 8, 8, 1), 2, subs, 1);
+    const float pixels[16] = {5, 1, 7, 1, 9, 9, 2, 3, 4, 4, 6, 0.5f, 4, 8, 8, -1};
+    signal.calibImage.SetImageData(pixels, 16, 1);
+    kvmcftools::McfFileContent content;
+    content.images[0] = &signal;
+    kvmcftest::TempFile file(kvmcftools::McfFileBytes(content), "binned.mcf");
+    const auto r = Kvmcf({"stats", file.Path(), "--json"});
+    ASSERT_EQ(r.code, 0) << r.err;
+    const json regions = json::parse(r.out)["files"][0]["frames"][0]["regions"];
+    ASSERT_EQ(regions.size(), 2u);
+    // 5 1 7 1 / 9 9 2 3: 1 twice and 9 twice, the smaller is the mode.
+    EXPECT_EQ(regions[0]["minimum"], (json{{"value", 1}, {"x", 2}, {"y", 1}}));
+    EXPECT_EQ(regions[0]["maximum"], (json{{"value", 9}, {"x", 1}, {"y", 2}}));
+    EXPECT_DOUBLE_EQ(regions[0]["mean"].get<double>(), 37.0 / 8);
+    EXPECT_EQ(regions[0]["mode"], 1);
+    // 4 4 6 0.5 / 4 8 8 -1: -1 is stored pixel (3, 1), 8 first at (1, 1).
+    EXPECT_EQ(regions[1]["sub_images"], json::array({1}));
+    EXPECT_EQ(regions[1]["minimum"], (json{{"value", -1}, {"x", 7}, {"y", 7}}));
+    EXPECT_EQ(regions[1]["maximum"], (json{{"value", 8}, {"x", 3}, {"y", 7}}));
+    EXPECT_EQ(regions[1]["mode"], 4);
+    // Columns 2..5, rows 1..6: 1 7 1 / 9 2 3 below, and above the bins starting at
+    // columns 3 and 5 of row 5: 4 6.
+    const json across =
+        json::parse(Kvmcf({"stats", file.Path(), "--region", "5,6,2,1", "--json"}).out)["files"][0]["frames"][0];
+    const json& a = across["regions"][0];
+    EXPECT_EQ(a["sub_images"], json::array({0, 1}));
+    EXPECT_EQ(a["pixels"], 8);
+    EXPECT_EQ(a["maximum"], (json{{"value", 9}, {"x", 2}, {"y", 2}}));
+    EXPECT_DOUBLE_EQ(a["mean"].get<double>(), 33.0 / 8);
+}
+
+TEST(ToolVerbs, OneFrameIndexMeansTheSameFrameInEveryVerb) {
+    kvmcftest::TempFile file(kvmcftest::TwoSourceFile(), "two.mcf");
+    // Frame 1 holds 110 .. 117.5, frame 0 100 .. 107.5.
+    const json stats = json::parse(Kvmcf({"stats", file.Path(), "--frames", "1", "--json"}).out);
+    EXPECT_EQ(stats["files"][0]["frames"][0]["regions"][0]["minimum"]["value"], 110);
+    // Row 3 of frame 1: pixels 12 to 15, 116 to 117.5 (frame 0's are 106 to 107.5).
+    const auto csv = Kvmcf({"export", file.Path(), "-", "--frames", "1", "--rows", "3"});
+    EXPECT_EQ(csv.code, 0) << csv.err;
+    EXPECT_EQ(Has(csv.out, "117.5"), "");
+    EXPECT_EQ(csv.out.find("107.5"), std::string::npos);
+    const json frames = json::parse(Kvmcf({"frames", file.Path(), "--json"}).out);
+    EXPECT_EQ(frames["files"][0]["frames"][1]["time_stamp"], 107);
+    const std::string png = file.Path() + "-1.png";
+    EXPECT_EQ(Kvmcf({"preview", file.Path(), png, "--frame", "1", "--quiet"}).code, 0);
+    const auto past = Kvmcf({"preview", file.Path(), file.Path() + "-2.png", "--frame", "2", "--quiet"});
+    EXPECT_EQ(past.code, 1);
+    EXPECT_EQ(past.ErrLines(), 1);
+    EXPECT_EQ(Has(past.err, "frames 2 are outside the 2 frames (0:2)"), "");
+    const auto sub = Kvmcf({"preview", file.Path(), file.Path() + "-s.png", "--sub-image", "1", "--quiet"});
+    EXPECT_EQ(Has(sub.err, "sub-image 1 is not one of the 1 sub-images of signal (from 0)"), "");
+    std::remove(png.c_str());
+}
+
+TEST(ToolVerbs, HelpForEveryVerbVersionAndUsageErrors) {
+    const std::vector<std::pair<std::string, std::vector<std::string>>> verbs = {
+        {"info", {"--source", "--json"}},
+        {"frames", {"--source", "--json"}},
+        {"stats", {"--source", "--frames", "--region", "--minus", "--json"}},
+        {"check", {"--json"}},
+        {"salvage", {"--force"}},
+        {"export", {"--source", "--frames", "--format", "--rows", "--force", "--quiet"}},
+        {"preview", {"--source", "--frame", "--sub-image", "--force", "--quiet"}}};
+    for (const auto& [verb, options] : verbs)
+        for (const char* help : {"--help", "-h"}) {
+            const auto r = Kvmcf({verb, help});
+            EXPECT_EQ(r.code, 0) << verb;
+            EXPECT_EQ(Has(r.out, "Usage: kvmcf " + verb), "");
+            for (const std::string& o : options) EXPECT_EQ(Has(r.out, o), "") << verb;
+        }
+    const auto top = Kvmcf({"--help"});
+    EXPECT_EQ(top.code, 0);
+    for (const auto& v : verbs) EXPECT_EQ(Has(top.out, v.first), "");
+    EXPECT_EQ(Has(top.out, "count from 0"), "");
+
+    const auto version = Kvmcf({"--version"});
+    EXPECT_EQ(version.code, 0);
+    EXPECT_EQ(version.out, std::string(kvmcf::libraryVersion()) + "\n");
+
+    for (const std::vector<std::string>& bad :
+         {std::vector<std::string>{"info", "x.mcf", "--bogus"}, {"info"}, {"info", "x.mcf", "--source", "nowhere"},
+          {"stats", "x.mcf", "--region", "1,2"}, {"--bogus"}}) {
+        const auto r = Kvmcf(bad);
+        EXPECT_EQ(r.code, 2) << bad.back();
+        EXPECT_EQ(r.ErrLines(), 1) << r.err;
+        EXPECT_EQ(r.out, "");
+    }
+}
+
+}  // namespace
