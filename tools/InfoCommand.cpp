@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "calib/CalibImage.h"
 #include "records/KestoImageData.h"
 #include "tools/Commands.h"
 #include "tools/ToolSupport.h"
@@ -18,15 +19,33 @@ struct InfoOptions {
     bool json = false;
 };
 
-// The header values that come from the extension section; empty when it gave none.
+// The values that come from the extension section: those differing from what a record
+// read without one holds, so empty when it gave none.
 Json ExtensionValues(const kvmcf::Source& s) {
+    static const TKestoImageData plainHeader;
+    static const TCalibImage plainImage;
     const TKestoImageData& h = s.header();
     Json values = Json::object();
     if (*h.GetSerialText()) values["serial_number"] = h.GetSerialText();
     if (*h.GetPreAmpGainText()) values["pre_amplifier_gain"] = h.GetPreAmpGainText();
-    if (h.GetDarkThreshold() != 0) values["dark_threshold"] = FloatJson(h.GetDarkThreshold());
-    if (h.GetMilliseconds() != 0) values["milliseconds"] = h.GetMilliseconds();
-    if (h.GetFastKineticsOffset() != 0) values["fast_kinetics_offset"] = h.GetFastKineticsOffset();
+    if (h.GetDarkThreshold() != plainHeader.GetDarkThreshold()) values["dark_threshold"] = FloatJson(h.GetDarkThreshold());
+    if (h.GetMilliseconds() != plainHeader.GetMilliseconds()) values["milliseconds"] = h.GetMilliseconds();
+    if (h.GetFastKineticsOffset() != plainHeader.GetFastKineticsOffset())
+        values["fast_kinetics_offset"] = h.GetFastKineticsOffset();
+    const TCalibImage& image = s.image();
+    if (image.GetKavriImagePortReadoutMode() != plainImage.GetKavriImagePortReadoutMode() ||
+        image.GetKavriImageReadoutDirection() != plainImage.GetKavriImageReadoutDirection()) {
+        char text[64];
+        image.GetReadoutPortString(text, sizeof text);
+        values["readout_port"] = text;
+        image.GetReadoutDirectionString(text, sizeof text);
+        values["readout_direction"] = text;
+    }
+    if (image.GetTickInterval() != plainImage.GetTickInterval()) values["tick_interval_ns"] = image.GetTickInterval();
+    if (image.GetFastKineticsStorageMode() != plainImage.GetFastKineticsStorageMode())
+        values["fast_kinetics_storage_mode"] = image.GetFastKineticsStorageMode();
+    if (image.GetFastKineticsTimeScanMode() != plainImage.GetFastKineticsTimeScanMode())
+        values["fast_kinetics_time_scan_mode"] = image.GetFastKineticsTimeScanMode();
     return values;
 }
 

@@ -68,6 +68,27 @@ TEST(ToolVerbs, InfoTypesValuesFromTheTypedProperty) {
     EXPECT_EQ(Has(table.out, "[background]\n"), "");
     EXPECT_EQ(Has(table.out, "ExposureTime                   float   0.05\n"), "");
     EXPECT_EQ(table.out.find("[signal]"), std::string::npos);
+
+    // Image data settings only the section carries: port 2 and direction 4 name table
+    // entries "Bottom Right" and "Up (Sequential)"; a 25 ns tick.
+    kvmcftest::TempFile section(
+        kvmcftest::TwoSourceFile("<?xml version=\"1.0\" ?><Signals><Signal><TCalibImage><TKavriImage>"
+                                 "<TKavriImageData><ReadoutPort>2</ReadoutPort><ReadoutDirection>4</ReadoutDirection>"
+                                 "<TickInterval>25</TickInterval><FastKineticsStorageMode>1</FastKineticsStorageMode>"
+                                 "</TKavriImageData></TKavriImage></TCalibImage></Signal></Signals>"),
+        "section.mcf");
+    const auto settings = Kvmcf({"info", section.Path(), "--json"});
+    ASSERT_EQ(settings.code, 0) << settings.err;
+    const json sources = json::parse(settings.out)["files"][0]["sources"];
+    const json e = sources[0]["extension"];
+    EXPECT_EQ(e["readout_port"], "Bottom Right");
+    EXPECT_EQ(e["readout_direction"], "Up (Sequential)");
+    EXPECT_EQ(e["tick_interval_ns"].get<double>(), 25.0);
+    EXPECT_EQ(e["fast_kinetics_storage_mode"].get<int>(), 1);
+    // An element the section leaves out reads as 0, where a file without one holds -1.
+    EXPECT_EQ(e["fast_kinetics_time_scan_mode"].get<int>(), 0);
+    // The background's record had no such element: nothing to add.
+    EXPECT_FALSE(sources[1].contains("extension"));
 }
 
 TEST(ToolVerbs, FramesShowTimesTimeCodesAndTagsFromTheSection) {
