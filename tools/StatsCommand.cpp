@@ -11,12 +11,36 @@
 #include <string>
 #include <vector>
 
+#include "calib/CalibImage.h"
 #include "tools/Commands.h"
 #include "tools/ExportSupport.h"
 #include "tools/ToolSupport.h"
 
 namespace kvmcftools {
 namespace {
+
+// One frame of a source as an image of its own, so the library's image operations apply.
+std::unique_ptr<TKavriImage> FrameImage(const kvmcf::Source& s, const float* pixels) {
+    const TCalibImage& record = s.image();
+    const LONG_RECT d = record.GetDetectorRect();
+    auto image = std::make_unique<TKavriImage>(TKavriRect(d.left, d.top, d.right, d.bottom), record.GetNumberSubImages(),
+                                               record.GetSubImages(), 1, false, true, DataStore::Float);
+    if (image->GetDataLength() != s.frameLength()) return nullptr;
+    float* to = image->ObtainWriteImagePtr(1);
+    if (to) std::copy(pixels, pixels + s.frameLength(), to);
+    image->ReleaseImagePtr(1);
+    return to ? std::move(image) : nullptr;
+}
+
+// frame -= other through the library's image-with-image subtraction; false when it refuses.
+bool SubtractFrame(const kvmcf::Source& a, float* frame, const kvmcf::Source& b, const float* other) {
+    const std::unique_ptr<TKavriImage> difference = FrameImage(a, frame), subtrahend = FrameImage(b, other);
+    if (!difference || !subtrahend || !difference->Subtract(1, *subtrahend, 1, true)) return false;
+    const float* result = difference->ObtainReadImagePtr(1);
+    if (result) std::copy(result, result + a.frameLength(), frame);
+    difference->ReleaseImagePtr(1);
+    return result != nullptr;
+}
 
 struct StatsOptions {
     std::vector<std::string> files;
@@ -231,10 +255,11 @@ bool StatsOfFile(const StatsOptions& o, const kvmcf::File& file, Json* entry, st
     for (unsigned int f = range.first; f < range.first + range.count; ++f) {
         source->readFrame(f, frame.data());
         if (background) {
-            // The interface gives pixels, not the record objects' frame stores, so the
-            // difference is taken here, pixel by pixel in float32 as the image subtraction does.
             background->readFrame(background->frameCount() == 1 ? 0 : f, other.data());
-            for (std::size_t i = 0; i < frame.size(); ++i) frame[i] -= other[i];
+            if (!SubtractFrame(*source, frame.data(), *background, other.data())) {
+                *why = path + ": cannot subtract " + background->name() + " from " + source->name();
+                return false;
+            }
         }
         Json measured = Json::array();
         *text += "  frame " + std::to_string(f) + "\n";
