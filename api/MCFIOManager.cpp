@@ -158,13 +158,14 @@ void TMCFIOManager::TMCF::Stop(std::string expected) {
         const long long whole = trail.index;
         const long long at = trail.mark + static_cast<long long>(whole * trail.itemBytes);
         report.part = TFilePart::PixelBlock;
-        StopAt(("frame " + std::to_string(whole + 1)).c_str(), at,
-               std::to_string(trail.itemBytes) + " bytes of frame " + std::to_string(whole + 1) + " of " +
-                   std::to_string(trail.items) + ", found " + std::to_string(report.fileSize - at));
+        // Frames and items count from 0, as everywhere the report is shown.
+        StopAt(("frame " + std::to_string(whole)).c_str(), at,
+               std::to_string(trail.itemBytes) + " bytes of frame " + std::to_string(whole) + " (" +
+                   std::to_string(trail.items) + " frames, from 0), found " + std::to_string(report.fileSize - at));
     }
     // The instrument header is reported as a whole.
     std::string field = report.part == TFilePart::InstrumentHeader ? "" : trail.field;
-    if (!field.empty() && trail.index >= 0) field += " " + std::to_string(trail.index + 1);
+    if (!field.empty() && trail.index >= 0) field += " " + std::to_string(trail.index);
     if (trail.field == TKavriImageData::kCountsField)
         expected = "counts that the remaining " + std::to_string(report.fileSize - stop) + " bytes can hold";
     StopAt(field.c_str(), stop, expected);

@@ -95,13 +95,13 @@ TEST(StopReport, CalibrationAndImageDataNameTheirField) {
 
     // Second time stamp of the signal cut; third metadata word of the background lettered.
     const std::size_t stamps = kFile.find("         5\n        10");
-    ExpectStop(kFile.substr(0, stamps + 14), 0, TFilePart::ImageData, "time stamp 2", stamps + 14,
+    ExpectStop(kFile.substr(0, stamps + 14), 0, TFilePart::ImageData, "time stamp 1", stamps + 14,
                "more bytes: the file ends here");
     const std::size_t third = kFile.rfind("                   3\n") + 19;
-    ExpectStop(Lettered(third, 'z'), 2, TFilePart::ImageData, "metadata word 3", third, "a decimal number, found 'z'");
+    ExpectStop(Lettered(third, 'z'), 2, TFilePart::ImageData, "metadata word 2", third, "a decimal number, found 'z'");
     // The signal's sub-image lettered in its bottom row.
     const std::size_t sub = kFile.find("65538 1 1 2 1 1 1 0") + 8;
-    ExpectStop(Lettered(sub), 0, TFilePart::ImageData, "sub-image 1", sub, "a decimal number, found 'x'");
+    ExpectStop(Lettered(sub), 0, TFilePart::ImageData, "sub-image 0", sub, "a decimal number, found 'x'");
 
     // 9999999 frames: the counts are refused behind the frame length ("2"), with what is left.
     std::string counts = kFile;
@@ -115,7 +115,7 @@ TEST(StopReport, PixelBlockCountsItsWholeFrames) {
     // Cut 5 bytes into the background's second frame of 8 bytes.
     const std::size_t pixels = kFile.size() - 4 - kPixels.size();
     const std::string cut = kFile.substr(0, pixels + 8 + 5);
-    ExpectStop(cut, 2, TFilePart::PixelBlock, "frame 2", pixels + 8, "8 bytes of frame 2 of 3, found 5");
+    ExpectStop(cut, 2, TFilePart::PixelBlock, "frame 1", pixels + 8, "8 bytes of frame 1 (3 frames, from 0), found 5");
     const Opened opened = Open(cut, KVMCF_READ_HEADER_ONLY);
     EXPECT_TRUE(opened.report.sources[0].intact);
     EXPECT_EQ(opened.report.sources[2].frames, 3u);

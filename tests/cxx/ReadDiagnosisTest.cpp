@@ -71,10 +71,10 @@ TEST(ReadDiagnosis, IntactFileCountsEverySourceAndFrame) {
 TEST(ReadDiagnosis, ShortPixelBlockKeepsItsWholeFrames) {
     const long long backgroundPixels = static_cast<long long>(kFile.size() - 4 - kPixels.size());
     const std::string cut = kFile.substr(0, static_cast<std::size_t>(backgroundPixels) + 8 + 5);
-    ExpectStop(cut, 2, Part::PixelBlock, "frame 2", backgroundPixels + 8, "8 bytes of frame 2 of 3, found 5");
+    ExpectStop(cut, 2, Part::PixelBlock, "frame 1", backgroundPixels + 8, "8 bytes of frame 1 (3 frames, from 0), found 5");
     const ReadDiagnosis::Diagnosis d = Diagnose(cut);
-    EXPECT_EQ(d.Describe(), "background source, image 0, pixel block, frame 2, byte " +
-                                std::to_string(backgroundPixels + 8) + ": expected 8 bytes of frame 2 of 3, found 5");
+    EXPECT_EQ(d.Describe(), "background source, image 0, pixel block, frame 1, byte " +
+                                std::to_string(backgroundPixels + 8) + ": expected 8 bytes of frame 1 (3 frames, from 0), found 5");
     EXPECT_TRUE(d.sources[0].intact);
     EXPECT_EQ(d.sources[0].wholeFrames, 3u);
     EXPECT_FALSE(d.sources[2].intact);
@@ -85,7 +85,7 @@ TEST(ReadDiagnosis, ShortPixelBlockKeepsItsWholeFrames) {
     std::string word = kFile;
     const std::size_t third = word.rfind("                   3\n");
     word[third + 19] = 'z';
-    EXPECT_EQ(Diagnose(word).Describe(), "background source, image 0, image data record, metadata word 3, byte " +
+    EXPECT_EQ(Diagnose(word).Describe(), "background source, image 0, image data record, metadata word 2, byte " +
                                              std::to_string(third + 19) + ": expected a decimal number, found 'z'");
     const std::string fine = kFile + "<x/>" + "\x04\x00\x00\x00\x00\x00\x00\x00"s + "MCFX";
     EXPECT_TRUE(Diagnose(fine).hasExtension);

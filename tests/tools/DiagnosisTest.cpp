@@ -133,7 +133,7 @@ TEST(Check, NamesSourceRecordAndOffset) {
     EXPECT_EQ(Command("check", {intact.Path()}, &said), 0);
     EXPECT_NE(said.find(": intact\n"), std::string::npos) << said;
 
-    // The background's time stamp 10 with a letter in it: its first image (0), time stamp 2.
+    // The background's time stamp 10 with a letter in it: its first image (0), time stamp 1 (from 0).
     std::string letter = file;
     const std::size_t stamp = letter.rfind("        10\n");
     letter[stamp + 8] = 'o';
@@ -145,7 +145,7 @@ TEST(Check, NamesSourceRecordAndOffset) {
     EXPECT_EQ(stop["source"], "background");
     EXPECT_EQ(stop["image"], 0);
     EXPECT_EQ(stop["record"], "image data");
-    EXPECT_EQ(stop["field"], "time stamp 2");
+    EXPECT_EQ(stop["field"], "time stamp 1");
     EXPECT_EQ(stop["offset"], stamp + 8);
     EXPECT_EQ(stop["expected"], "a decimal number, found 'o'");
     const nlohmann::json& signal = entry["sources"][0];
@@ -159,7 +159,7 @@ TEST(Check, NamesSourceRecordAndOffset) {
     EXPECT_NE(entry["open"].get<std::string>().find("not a readable multi-channel file"), std::string::npos);
 
     EXPECT_EQ(Command("check", {damaged.Path()}, &said), 1);
-    EXPECT_NE(said.find("image data record, time stamp 2, byte " + std::to_string(stamp + 8)), std::string::npos)
+    EXPECT_NE(said.find("image data record, time stamp 1, byte " + std::to_string(stamp + 8)), std::string::npos)
         << said;
     EXPECT_EQ(Command("check", {}, &said), 2);
 }
