@@ -153,7 +153,7 @@ void TMCFIOManager::TMCF::StopAt(const char* field, long long offset, const std:
 void TMCFIOManager::TMCF::Stop(std::string expected) {
     const long long stop = RecordStream::StopOffset(*stream);
     report.fileSize = StreamSize(*stream);
-    if (report.part == TFilePart::ImageData && trail.field == TKavriImageData::kPixelBlockField) {
+    if (report.part == TFilePart::ImageData && std::strcmp(trail.field, TKavriImageData::kPixelBlockField) == 0) {
         // The text read whole: the report points at the first frame not all there.
         const long long whole = trail.index;
         const long long at = trail.mark + static_cast<long long>(whole * trail.itemBytes);
@@ -166,7 +166,7 @@ void TMCFIOManager::TMCF::Stop(std::string expected) {
     // The instrument header is reported as a whole.
     std::string field = report.part == TFilePart::InstrumentHeader ? "" : trail.field;
     if (!field.empty() && trail.index >= 0) field += " " + std::to_string(trail.index);
-    if (trail.field == TKavriImageData::kCountsField)
+    if (std::strcmp(trail.field, TKavriImageData::kCountsField) == 0)
         expected = "counts that the remaining " + std::to_string(report.fileSize - stop) + " bytes can hold";
     StopAt(field.c_str(), stop, expected);
 }
@@ -260,7 +260,7 @@ void TMCFIOManager::TMCF::ReadDataSource(int slot, KVMCF_ReadMode mode, bool isS
             progress.frames = image.calibImage.GetNumberImages();
             progress.frameLength = image.calibImage.GetDataLength();
             progress.dataStart = image.calibImage.GetDataStartOffset();
-        } else if (trail.field == TKavriImageData::kPixelBlockField) {
+        } else if (std::strcmp(trail.field, TKavriImageData::kPixelBlockField) == 0) {
             progress.frames = static_cast<unsigned int>(trail.items);
             progress.frameLength = static_cast<unsigned int>(trail.itemBytes / 4u);
             progress.dataStart = trail.mark;

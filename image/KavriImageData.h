@@ -122,9 +122,9 @@ public:
 
     // The field a reading trail names when the pixel block is not all there; its
     // element is the first frame not whole.
-    static constexpr const char* kPixelBlockField = "pixel block";
+    static constexpr char kPixelBlockField[] = "pixel block";
     // The field named when the counts claim more than the rest of the stream holds.
-    static constexpr const char* kCountsField = "number of images and sub-images";
+    static constexpr char kCountsField[] = "number of images and sub-images";
 
     friend std::istream& Refused(std::istream& is, TKavriImageData& data);
     friend std::istream& operator>>(std::istream& is, TKavriImageData& data);
