@@ -261,11 +261,7 @@ void TCalibImageData::SetZCalConstants(float c0, float c1, float c2, float c3) {
 
 std::istream& operator>>(std::istream& is, TCalibImageData& data) {
     namespace rs = RecordStream;
-    unsigned int version = 0;
-    rs::Field(is, "version word");
-    rs::Read(is, version);
-    data.versionHigh = rs::Major(version);
-    data.versionLow = rs::Minor(version);
+    const unsigned int version = rs::ReadVersionWord(is, data.versionHigh, data.versionLow);
 
     // Type and unit bytes are positional: a blank or newline is a legal value.
     rs::Field(is, "axis types and units");

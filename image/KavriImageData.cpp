@@ -211,11 +211,7 @@ std::istream& Refused(std::istream& is, TKavriImageData& data) {
 
 std::istream& operator>>(std::istream& is, TKavriImageData& data) {
     namespace rs = RecordStream;
-    unsigned int version = 0;
-    rs::Field(is, "version word");
-    rs::Read(is, version);
-    data.versionHigh = rs::Major(version);
-    data.versionLow = rs::Minor(version);
+    rs::ReadVersionWord(is, data.versionHigh, data.versionLow);
 
     rs::Field(is, "detector rectangle");
     is >> data.detectorRect;

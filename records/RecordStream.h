@@ -115,6 +115,15 @@ inline void Field(std::istream& is, const char* name, long long index = -1) {
     trail->index = index;
     trail->ended = is.eof();
 }
+// The record version word that starts every record, split into its halves; returns it whole.
+inline unsigned int ReadVersionWord(std::istream& is, unsigned int& high, unsigned int& low) {
+    unsigned int version = 0;
+    Field(is, "version word");
+    Read(is, version);
+    high = Major(version);
+    low = Minor(version);
+    return version;
+}
 // Names the field and notes where it starts, for a field the whole-file reader may
 // refuse by its value.
 void Mark(std::istream& is, const char* name);
