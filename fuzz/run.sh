@@ -7,8 +7,9 @@
 #   fuzz/run.sh <fuzz build folder> [seconds per target] [target...]
 #       Short runs, one target after another; the kept corpus is only read.
 #   fuzz/run.sh --long SECONDS [--whole-file SECONDS] [--jobs N] <fuzz build folder> [target...]
-#       Long runs, N targets at a time (default 2), the whole-file targets for their own
-#       time if given; then every input that adds coverage beyond the seeds is merged
+#       Long runs, N targets at a time (default 2), the three whole-file targets that
+#       reach every reader (byte open with the exported queries, File::fromBytes, the
+#       exports) for their own time if given, and first, so the short ones fill the gaps; then every input that adds coverage beyond the seeds is merged
 #       (-merge=1) back into fuzz/corpus/<target>/, replacing what was kept there. Kept
 #       inputs are cut to 4 KiB and each corpus to a budget (48 KiB for whole-file
 #       targets, 12 KiB for the others): the merge takes small inputs first, and the
@@ -34,11 +35,17 @@ if [ $long = 0 ] && [ $# -gt 0 ] && [[ $1 =~ ^[0-9]+$ ]]; then seconds=$1; shift
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || mapfile -t targets < <(grep -v '^$' "$build/fuzz/fuzzers.txt")
 
-# Targets that take a whole file.
-whole_file="fuzz_open_bytes fuzz_open_path fuzz_file_bytes fuzz_diagnosis fuzz_export"
+# Targets that take a whole file; the first three get --whole-file's time.
+widest="fuzz_open_bytes fuzz_file_bytes fuzz_export"
+whole_file="$widest fuzz_open_path fuzz_diagnosis"
 # libFuzzer's limits, the same for running and merging.
 limits=(-timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1024)
 keptMaxLen=4096 wholeFileBudget=48 recordBudget=12
+if [ -n "$wholeSeconds" ]; then
+  # The longest runs first: two cores are then kept busy to the end.
+  mapfile -t targets < <(for t in "${targets[@]}"; do
+    [[ " $widest " == *" $t "* ]] && echo "0 $t" || echo "1 $t"; done | sort -s -k1,1 | cut -d' ' -f2)
+fi
 
 seeds=$build/seeds corpus=$build/corpus findings=$build/findings
 rm -rf "$seeds" "$corpus" "$findings"
@@ -102,7 +109,7 @@ run_target() {
 failed=0
 for target in "${targets[@]}"; do
   time=$seconds
-  [ -n "$wholeSeconds" ] && [[ " $whole_file " == *" $target "* ]] && time=$wholeSeconds
+  [ -n "$wholeSeconds" ] && [[ " $widest " == *" $target "* ]] && time=$wholeSeconds
   if [ "$jobs" -le 1 ]; then
     run_target "$target" "$time" || failed=1
   else
