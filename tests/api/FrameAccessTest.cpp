@@ -1,6 +1,9 @@
 // Frames through the exported functions, from files assembled with the record
-// writers: every input kind and read mode, several sources, and the seek bookkeeping.
+// writers: every input kind and read mode, several sources, the seek bookkeeping, and
+// every prefix of the file.
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <cstring>
 #include <memory>
@@ -10,6 +13,7 @@
 #include "api/DLLmain.h"
 #include "api/MCFIOManager.h"
 #include "api/kvmcfio.h"
+#include "fuzz/ExportedQueries.h"
 #include "kvmcf/kvmcf.hpp"
 #include "support/TestFiles.h"
 #include "writer/McfFileWriter.h"
@@ -33,13 +37,25 @@ Floats Expected(int source, unsigned int frame, unsigned int length) {
 std::unique_ptr<Image> MakeImage(int source, unsigned int frames, std::vector<TSubImage> subs) {
     auto image = std::make_unique<Image>(TKavriRect(1, 64, 64, 1), static_cast<unsigned int>(subs.size()),
                                          subs.data(), frames);
+    TCalibImage& data = image->calibImage;
+    data.SetMetaDataFlag(1);
     for (unsigned int f = 1; f <= frames; ++f) {
-        const Floats pixels = Expected(source, f - 1, image->calibImage.GetDataLength());
-        std::memcpy(image->calibImage.ObtainWriteImagePtr(f), pixels.data(), pixels.size() * sizeof(float));
-        image->calibImage.ReleaseImagePtr(f);
+        data.SetTimeStamp(f - 1, 40 * f);
+        data.SetMetaDataWord(f - 1, 7 * f);
+        const Floats pixels = Expected(source, f - 1, data.GetDataLength());
+        std::memcpy(data.ObtainWriteImagePtr(f), pixels.data(), pixels.size() * sizeof(float));
+        data.ReleaseImagePtr(f);
     }
     return image;
 }
+
+// Signal: 3 frames of two sub-images (4x3 and a 2x2-binned 4x4) = 12 + 4 pixels.
+// Background: 1 frame of 5x1; live: 2 frames of 3x2.
+const struct {
+    KVMCF_DataSource source;
+    int id;
+    unsigned int frames, length, subs;
+} kSources[] = {{KVMCF_SIGNAL, 0, 3, 16, 2}, {KVMCF_BACKGROUND, 2, 1, 5, 1}, {KVMCF_LIVE, 3, 2, 6, 1}};
 
 std::string Mode(bool fromBytes, KVMCF_ReadMode mode) {
     return std::string(fromBytes ? "bytes" : "path") + (mode == KVMCF_READ_ALL ? " all" : " header");
@@ -48,16 +64,11 @@ std::string Mode(bool fromBytes, KVMCF_ReadMode mode) {
 class FrameAccess : public ::testing::Test {
 protected:
     void SetUp() override {
-        // Signal: 3 frames of two sub-images (4x3 and a 2x2-binned 4x4) = 12 + 4 pixels.
-        // Background: 1 frame of 5x1; live: 2 frames of 3x2.
-        std::unique_ptr<Image> signal = MakeImage(0, 3, {TSubImage(1, 3, 4, 1, 1, 1), TSubImage(11, 14, 14, 11, 2, 2)});
-        std::unique_ptr<Image> background = MakeImage(2, 1, {TSubImage(1, 1, 5, 1, 1, 1)});
-        std::unique_ptr<Image> live = MakeImage(3, 2, {TSubImage(2, 3, 4, 2, 1, 1)});
-        kvmcftools::McfFileContent content;
-        content.images[0] = signal.get();
-        content.images[2] = background.get();
-        content.images[3] = live.get();
-        bytes_ = kvmcftools::McfFileBytes(content);
+        signal_->Header().GetUserText().SetText("first\nsecond", 12);
+        content_.images[0] = signal_.get();
+        content_.images[2] = background_.get();
+        content_.images[3] = live_.get();
+        bytes_ = kvmcftools::McfFileBytes(content_);
         file_ = std::make_unique<kvmcftest::TempFile>(bytes_);
     }
     void TearDown() override {
@@ -73,16 +84,15 @@ protected:
     }
     unsigned long long Seeks() const { return mcfManager->GetOpenFile()->GetSeekCount(); }
 
+    std::unique_ptr<Image> signal_ = MakeImage(0, 3, {TSubImage(1, 3, 4, 1, 1, 1), TSubImage(11, 14, 14, 11, 2, 2)});
+    std::unique_ptr<Image> background_ = MakeImage(2, 1, {TSubImage(1, 1, 5, 1, 1, 1)});
+    std::unique_ptr<Image> live_ = MakeImage(3, 2, {TSubImage(2, 3, 4, 2, 1, 1)});
+    kvmcftools::McfFileContent content_;
     std::string bytes_;
     std::unique_ptr<kvmcftest::TempFile> file_;
 };
 
 TEST_F(FrameAccess, EverySourceByteExactInEveryInputAndMode) {
-    const struct {
-        KVMCF_DataSource source;
-        int id;
-        unsigned int frames, length, subs;
-    } sources[] = {{KVMCF_SIGNAL, 0, 3, 16, 2}, {KVMCF_BACKGROUND, 2, 1, 5, 1}, {KVMCF_LIVE, 3, 2, 6, 1}};
     for (bool fromBytes : {false, true})
         for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY}) {
             SCOPED_TRACE(Mode(fromBytes, mode));
@@ -90,7 +100,7 @@ TEST_F(FrameAccess, EverySourceByteExactInEveryInputAndMode) {
             int present = 1;
             KVMCF_IsDataSourcePresent(KVMCF_REFERENCE, &present);
             EXPECT_EQ(present, 0);
-            for (const auto& s : sources) {
+            for (const auto& s : kSources) {
                 unsigned int frames = 0, length = 0, subs = 0;
                 EXPECT_EQ(KVMCF_GetNumberFrames(s.source, &frames), KVMCF_SUCCESS);
                 EXPECT_EQ(KVMCF_GetFrameSize(s.source, &length), KVMCF_SUCCESS);
@@ -190,6 +200,65 @@ TEST_F(FrameAccess, OversizedBufferLeavesTheStreamFailedUntilTheNextOpen) {
     EXPECT_EQ(KVMCF_GetFrame(KVMCF_LIVE, 1, frame.data(), 6), KVMCF_SUCCESS);
     EXPECT_EQ(frame, second);
     EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_LIVE, all.data(), 12), KVMCF_SUCCESS);
+}
+
+// A file cut anywhere in its records is refused; cut inside the extension section it
+// reads whole, because the section is found from the end and simply is not there. No
+// cut may crash, and the queries on whatever opened answer only with documented codes.
+TEST_F(FrameAccess, EveryPrefixIsRefusedOrReadWhole) {
+    const std::size_t recordsEnd = bytes_.size();
+    content_.extensionXml = "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImageData><mSec>250</mSec>"
+                            "</TKestoImageData></Signal></Signals>";
+    const std::string bytes = kvmcftools::McfFileBytes(content_);
+    // The section adds its text, an 8-byte length and the 4-byte marker.
+    ASSERT_EQ(bytes.size(), recordsEnd + content_.extensionXml.size() + 12);
+    kvmcffuzz::QueryWalker walker([](const std::string& what) { ADD_FAILURE() << what; });
+    auto expectWhole = [&] {
+        int present = 1;
+        EXPECT_EQ(KVMCF_IsDataSourcePresent(KVMCF_REFERENCE, &present), KVMCF_SUCCESS);
+        EXPECT_EQ(present, 0);
+        for (const auto& s : kSources) {
+            unsigned int frames = 0, length = 0;
+            EXPECT_EQ(KVMCF_GetNumberFrames(s.source, &frames), KVMCF_SUCCESS);
+            EXPECT_EQ(KVMCF_GetFrameSize(s.source, &length), KVMCF_SUCCESS);
+            EXPECT_EQ(frames, s.frames);
+            EXPECT_EQ(length, s.length);
+        }
+        Floats frame(16);
+        ASSERT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 2, frame.data(), 16), KVMCF_SUCCESS);
+        EXPECT_EQ(frame, Expected(0, 2, 16));
+        walker.Everything();
+    };
+
+    kvmcftest::TempFile file(bytes);
+    // Longest first: the file on disk is cut shorter step by step.
+    for (std::size_t cut = bytes.size(); cut-- > 0;) {
+        ASSERT_EQ(truncate(file.Path().c_str(), static_cast<off_t>(cut)), 0);
+        const bool whole = cut >= recordsEnd;
+        for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY}) {
+            SCOPED_TRACE("cut " + std::to_string(cut) + " mode " + std::to_string(mode));
+            KVMCF_SetFileAccessMode(mode);
+            ASSERT_EQ(KVMCF_ReadFromFile(file.CPath()), whole ? KVMCF_SUCCESS : KVMCF_FORMAT_ERROR);
+            if (whole) expectWhole();
+            KVMCF_CloseFile();
+            if (cut == 0) continue;  // an empty array is an invalid argument
+
+            // Its own copy, so that reading one byte past the cut is caught by the sanitizers;
+            // format errors leave the byte-array open as exceptions.
+            std::vector<unsigned char> prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
+            std::string code = "thrown";
+            try {
+                code = std::to_string(KVMCF_ReadFromByteArray(prefix.data(), static_cast<unsigned int>(cut)));
+            } catch (const TMCFLoadException&) {
+            }
+            ASSERT_EQ(code, whole ? std::to_string(KVMCF_SUCCESS) : "thrown");
+            int loaded = -1;
+            KVMCF_IsLoaded(&loaded);
+            EXPECT_EQ(loaded, whole ? 1 : 0);
+            if (whole) expectWhole();
+            KVMCF_CloseFile();
+        }
+    }
 }
 
 }  // namespace
