@@ -1,6 +1,6 @@
 // Frames through the exported functions, from files assembled with the record
-// writers: every input kind and read mode, several sources, the seek bookkeeping, and
-// every prefix of the file.
+// writers: every input kind and read mode, several sources, the seek bookkeeping, every
+// prefix of the file, and the extension section that may end it.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "api/DLLmain.h"
@@ -258,6 +259,63 @@ TEST_F(FrameAccess, EveryPrefixIsRefusedOrReadWhole) {
             if (whole) expectWhole();
             KVMCF_CloseFile();
         }
+    }
+}
+
+// The section is found from the file end, read into the header and readout settings at
+// open, and harmless when damaged.
+class ExtensionSection : public FrameAccess {
+protected:
+    unsigned int OpenWith(const std::string& section) {
+        content_.extensionXml = section;
+        file_ = std::make_unique<kvmcftest::TempFile>(kvmcftools::McfFileBytes(content_));
+        return KVMCF_ReadFromFile(file_->CPath());
+    }
+    static std::string Property(KVMCF_DataSource source, const char* name) {
+        char value[64] = {};
+        EXPECT_EQ(KVMCF_GetPropertyValue(source, name, value, sizeof value), KVMCF_SUCCESS) << name;
+        return value;
+    }
+    static const TKestoImageData& SignalHeader() { return mcfManager->GetDataSourceImage(KVMCF_SIGNAL)->Header(); }
+};
+
+TEST_F(ExtensionSection, ItemsFillTheirSourcesAtOpenAndOnlyTheFirstItemCounts) {
+    const std::string section =
+        "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImageData><PreAmpGainText>Gain 4x</PreAmpGainText>"
+        "<mSec>250</mSec><FullSerialNumber>CCD-12345</FullSerialNumber><DARKTHRESHOLD>12.5</DARKTHRESHOLD>"
+        "</TKestoImageData><TCalibImage><TCalibImageData/><TKavriImage><TKavriImageData>"
+        "<ReadoutPort>3</ReadoutPort><TickInterval>25</TickInterval></TKavriImageData></TKavriImage></TCalibImage>"
+        "</Signal><Signal><TCalibImage><TKavriImage><TKavriImageData><TickInterval>50</TickInterval>"
+        "</TKavriImageData></TKavriImage></TCalibImage></Signal></Signals><Backgrounds><Background><TCalibImage>"
+        "<TKavriImage><TKavriImageData><TickInterval>4</TickInterval></TKavriImageData></TKavriImage></TCalibImage>"
+        "</Background></Backgrounds>";
+    ASSERT_EQ(OpenWith(section), KVMCF_SUCCESS);
+
+    EXPECT_EQ(Property(KVMCF_SIGNAL, "ClockFrequency"), "40");  // 1e9 / 25 ns, in MHz
+    EXPECT_EQ(Property(KVMCF_BACKGROUND, "ClockFrequency"), "250");
+    const TKestoImageData& header = SignalHeader();
+    EXPECT_EQ(std::make_tuple(std::string(header.GetPreAmpGainText()), header.GetMilliseconds(),
+                              std::string(header.GetSerialText()), header.GetDarkThreshold()),
+              std::make_tuple(std::string("Gain 4x"), 250, std::string("CCD-12345"), 12.5f));
+    EXPECT_EQ(mcfManager->GetDataSourceImage(KVMCF_SIGNAL)->calibImage.GetKavriImagePortReadoutMode(), 3);
+}
+
+TEST_F(ExtensionSection, NoSectionOrADamagedOneLeavesTheDefaults) {
+    ASSERT_EQ(OpenWith(""), KVMCF_SUCCESS);
+    EXPECT_EQ(Property(KVMCF_SIGNAL, "ClockFrequency"), "100");
+    EXPECT_FLOAT_EQ(SignalHeader().GetDarkThreshold(), -999.0f);
+
+    // Cut short: what came before the cut is still read.
+    ASSERT_EQ(OpenWith("<Signals><Signal><TKestoImageData><mSec>12</mSec><FullSer"), KVMCF_SUCCESS);
+    EXPECT_EQ(SignalHeader().GetMilliseconds(), 12);
+
+    // Garbage, an endless run of opening brackets, elements nested 6000 deep.
+    std::string nested;
+    for (int i = 0; i < 3000; ++i) nested += "<Signals><Signal>";
+    const std::string garbage("\0\x01<<</>>&;<!--", 14);
+    for (const std::string& section : {garbage, "<Signals>" + std::string(300000, '<'), nested}) {
+        ASSERT_EQ(OpenWith(section), KVMCF_SUCCESS);
+        EXPECT_EQ(Property(KVMCF_SIGNAL, "ClockFrequency"), "100");
     }
 }
 
