@@ -4,6 +4,7 @@
 #include <cstring>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "calib/CalibImage.h"
 #include "support/RecordTexts.h"
@@ -38,9 +39,8 @@ TEST(CalibRecord, ReadsEveryLayoutAndStopsBehindIt) {
     v12 >> r;
     EXPECT_EQ(r.GetVersionLow(), 2u);
     EXPECT_EQ(Bytes(r), bytes);
-    EXPECT_EQ(r.GetXCalConstant(1), 0.5);
-    EXPECT_EQ(r.GetYCalConstant(0), 1.0f);
-    EXPECT_EQ(r.GetZCalConstant(1), 0.25f);
+    EXPECT_EQ((std::vector<double>{r.GetXCalConstant(1), r.GetYCalConstant(0), r.GetZCalConstant(1)}),
+              (std::vector<double>{0.5, 1, 0.25}));
     EXPECT_EQ(r.GetXIsWavelength(), 1);
     EXPECT_STREQ(r.GetXTypeText(-1), "Wavelength");
     EXPECT_STREQ(r.GetZTypeText(-1), "Rows");

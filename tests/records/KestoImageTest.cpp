@@ -87,6 +87,12 @@ std::vector<double> ReadoutSettings(const TKestoImage& i) {
             double(i.GetExtendedDynamicRange())};
 }
 
+// Direct iris present and position, side iris present and position.
+std::vector<int> Irises(TKestoImage& i) {
+    const auto& s = i.GetSpectSave();
+    return {s.DirectIrisPresent, s.DirectIrisPosition, s.SideIrisPresent, s.SideIrisPosition};
+}
+
 TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefaults) {
     auto image = Strip(1);
     image->GetSpectSave().Present = 1;
@@ -98,10 +104,7 @@ TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefault
     EXPECT_STREQ(image->GetSpectSave().SerialText, "SR-303");
     EXPECT_EQ(image->GetMilliseconds(), 250);
     // Both direct-iris values land in the position; the present flag keeps its default.
-    EXPECT_EQ(image->GetSpectSave().DirectIrisPresent, 0);
-    EXPECT_EQ(image->GetSpectSave().DirectIrisPosition, 7);
-    EXPECT_EQ(image->GetSpectSave().SideIrisPresent, 1);
-    EXPECT_EQ(image->GetSpectSave().SideIrisPosition, 3);
+    EXPECT_EQ(Irises(*image), (std::vector<int>{0, 7, 1, 3}));
     EXPECT_STREQ(image->GetSerialText(), "CCD-12345");
     EXPECT_FLOAT_EQ(image->GetDarkThreshold(), 12.5f);
     EXPECT_EQ(image->GetFastKineticsOffset(), 4);
@@ -118,8 +121,7 @@ TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefault
     bare->ReadXMLDataStructure(empty);
     EXPECT_EQ(bare->GetFastKineticsOffset(), -1);
     EXPECT_FLOAT_EQ(bare->GetDarkThreshold(), 0.0f);  // not the constructor's -999
-    EXPECT_EQ(bare->GetSpectSave().DirectIrisPosition, -1);
-    EXPECT_EQ(bare->GetSpectSave().SideIrisPresent, -1);
+    EXPECT_EQ(Irises(*bare), (std::vector<int>{0, -1, -1, -1}));
     EXPECT_EQ(ReadoutSettings(*bare), (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0}));
 
     // A missing element changes nothing.
@@ -290,9 +292,8 @@ TEST(KestoImage, TrimKeepsTheCentredBandOnEachBinningGrid) {
     trimmed->ReleaseImagePtr(1);
 
     // c0 becomes the value at column 3: 100 + 3*2 + 9*0.5 + 27*0.25.
-    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(0), 117.25);
-    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(2), 0.5);
-    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(3), 0.25);
+    EXPECT_EQ((std::vector<double>{trimmed->GetXCalConstant(0), trimmed->GetXCalConstant(2), trimmed->GetXCalConstant(3)}),
+              (std::vector<double>{117.25, 0.5, 0.25}));
     EXPECT_EQ(trimmed->GetXType(), CalibAxis::PixelNumber);
     EXPECT_FLOAT_EQ(trimmed->GetYCalConstant(3), 4.0f);
 
