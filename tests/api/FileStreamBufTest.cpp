@@ -2,9 +2,13 @@
 // position, seeks and tells that agree, reads that stop at the end.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "api/FileStreamBuf.h"
@@ -120,4 +124,45 @@ TEST(FileStreamBuf, StreamsOverFiles) {
     EXPECT_TRUE(refTail[0] == tail[0] && refTail[1] == tail[1] && refTail[2] == tail[2]);
     EXPECT_EQ(lexed.rdstate(), std::ios::eofbit | std::ios::failbit);
     EXPECT_EQ(lexed.rdstate(), formatted.rdstate());
+}
+
+// Reading ahead starts at 1 KiB and doubles while reads run on; a seek starts it
+// again. Told how much record text lies ahead, the buffer reads that far and past
+// it only the byte asked for, until a raw read ends the text.
+TEST(FileStreamBuf, ReadAheadGrowsFromOneKibibyteAndStopsAtTheTextItIsTold) {
+    const std::string bytes = Pattern(20000);
+    std::vector<std::pair<unsigned long long, std::size_t>> reads;
+    auto source = std::make_shared<const TCallbackByteSource>(
+        [&](unsigned long long at, void* out, std::size_t n) {
+            n = std::min<std::size_t>(n, bytes.size() - std::min<std::size_t>(at, bytes.size()));
+            std::memcpy(out, bytes.data() + at, n);
+            reads.emplace_back(at, n);
+            return n;
+        },
+        bytes.size());
+    TFileStream is(source);
+    using Reads = std::vector<std::pair<unsigned long long, std::size_t>>;
+
+    is.ignore(7000);  // 1024 + 2048 + 4096 bytes: the third fill ends at 7168
+    EXPECT_EQ(reads, (Reads{{0, 1024}, {1024, 2048}, {3072, 4096}}));
+    reads.clear();
+    is.seekg(12000);
+    is.get();
+    EXPECT_EQ(reads, (Reads{{12000, 1024}}));
+
+    // 30 bytes of text from 13024, then one byte at a time past them.
+    reads.clear();
+    is.seekg(13024);
+    RecordStream::TextAhead(is, 30);
+    is.ignore(32);
+    // ignore() looks at the byte after the last it takes.
+    EXPECT_EQ(reads, (Reads{{13024, 30}, {13054, 1}, {13055, 1}, {13056, 1}}));
+    EXPECT_EQ(is.tellg(), 13056);
+    // A raw read ends the text: what follows is read ahead from 1 KiB again.
+    reads.clear();
+    char raw[8];
+    is.read(raw, 8);
+    is.get();
+    EXPECT_EQ(std::string(raw, 8), bytes.substr(13056, 8));
+    EXPECT_EQ(reads, (Reads{{13057, 1024}}));
 }
