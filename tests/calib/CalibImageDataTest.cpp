@@ -4,8 +4,12 @@
 #include <cstring>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "calib/CalibImage.h"
+#include "support/RecordTexts.h"
+
+using kvmcftest::Rest;
 
 namespace {
 
@@ -22,11 +26,6 @@ std::string Bytes(const TCalibImageData& r) {
     return {char(r.GetXType()), char(r.GetXUnit()), char(r.GetYType()),
             char(r.GetYUnit()), char(r.GetZType()), char(r.GetZUnit())};
 }
-std::string Rest(std::istream& is) {
-    std::string rest;
-    std::getline(is, rest, '\0');
-    return rest;
-}
 
 }  // namespace
 
@@ -40,48 +39,40 @@ TEST(CalibRecord, ReadsEveryLayoutAndStopsBehindIt) {
     v12 >> r;
     EXPECT_EQ(r.GetVersionLow(), 2u);
     EXPECT_EQ(Bytes(r), bytes);
-    EXPECT_EQ(r.GetXCalConstant(1), 0.5);
-    EXPECT_EQ(r.GetYCalConstant(0), 1.0f);
-    EXPECT_EQ(r.GetZCalConstant(1), 0.25f);
-    EXPECT_EQ(r.GetRayleighWavelength(), 0.0f);
-    EXPECT_EQ(r.GetPixelLength(), 1e-05f);
-    EXPECT_EQ(r.GetPixelHeight(), 2e-05f);
+    EXPECT_EQ((std::vector<double>{r.GetXCalConstant(1), r.GetYCalConstant(0), r.GetZCalConstant(1)}),
+              (std::vector<double>{0.5, 1, 0.25}));
     EXPECT_EQ(r.GetXIsWavelength(), 1);
     EXPECT_STREQ(r.GetXTypeText(-1), "Wavelength");
     EXPECT_STREQ(r.GetZTypeText(-1), "Rows");
     EXPECT_EQ(Rest(v12), "NEXT");
 
     // Without a stored flag it is 1 only for unit 0 with pixel number or wavelength.
-    struct { char type, unit; int flag; } derived[] = {{1, 0, 1}, {2, 1, 0}, {3, 0, 0}, {0, 0, 0}};
-    for (auto& d : derived) {
-        std::istringstream is(Head("65538", std::string{d.type, d.unit, 0, 0, 0, 0}) + kConstants + "0\n0\n0\n");
+    // 1.3 adds the three floats, 1.4 stores the flag; 2.1 and 0.5 have no floats (the
+    // low half counts only under a non-zero high half) but a flag.
+    const std::string floats = "532\n2.6e-05\n2.4e-05\n";
+    const struct { const char* version; std::string six, tail; float rayleigh, length, height; int flag; std::string z; } cases[] = {
+        {"65538", std::string("\1\0\0\0\0\0", 6), "0\n0\n0\n", 0, 1e-05f, 2e-05f, 1, ""},
+        {"65538", std::string("\2\1\0\0\0\0", 6), "0\n0\n0\n", 0, 1e-05f, 2e-05f, 0, ""},
+        {"65538", std::string("\3\0\0\0\0\0", 6), "0\n0\n0\n", 0, 1e-05f, 2e-05f, 0, ""},
+        {"65538", std::string(6, '\0'), "0\n0\n0\n", 0, 1e-05f, 2e-05f, 0, ""},
+        {"65539", kWave, floats + "0\n0\n0\n", 532, 2.6e-05f, 2.4e-05f, 1, ""},
+        {"65540", kWave, floats + "0\n0\n0\n0\n", 532, 2.6e-05f, 2.4e-05f, 0, ""},
+        {"131073", kWave, "0\n0\n0\n3\nabc", 0, 1e-05f, 2e-05f, 0, "abc"},
+        {"5", kWave, "0\n0\n0\n3\nabc", 0, 1e-05f, 2e-05f, 0, "abc"},
+    };
+    for (const auto& c : cases) {
+        std::istringstream is(Head(c.version, c.six) + kConstants + c.tail + "NEXT");
         TCalibImageData x;
         is >> x;
-        EXPECT_EQ(x.GetXIsWavelength(), d.flag) << int(d.type) << "/" << int(d.unit);
-    }
-
-    // 1.3 has the three floats and a derived flag; 1.4 stores the flag.
-    std::istringstream v13(Head("65539", kWave) + kConstants + "532\n2.6e-05\n2.4e-05\n0\n0\n0\nNEXT");
-    std::istringstream v14(Head("65540", kWave) + kConstants + "532\n2.6e-05\n2.4e-05\n0\n0\n0\n0\nNEXT");
-    TCalibImageData r13, r14;
-    v13 >> r13;
-    v14 >> r14;
-    EXPECT_EQ(r13.GetRayleighWavelength(), 532.0f);
-    EXPECT_EQ(r13.GetPixelLength(), 2.6e-05f);
-    EXPECT_EQ(r13.GetPixelHeight(), 2.4e-05f);
-    EXPECT_EQ(r13.GetXIsWavelength(), 1);
-    EXPECT_EQ(r14.GetXIsWavelength(), 0);
-    EXPECT_EQ(Rest(v13) + Rest(v14), "NEXTNEXT");
-
-    // 2.1 and 0.5: no floats (the low half counts only under a non-zero high half), but a flag.
-    for (const char* version : {"131073", "5"}) {
-        std::istringstream is(Head(version, kWave) + kConstants + "0\n0\n0\n3\nabcNEXT");
-        TCalibImageData x;
-        is >> x;
-        EXPECT_EQ(x.GetPixelLength(), 1e-05f) << version;
-        EXPECT_EQ(x.GetXIsWavelength(), 0) << version;
-        EXPECT_STREQ(x.GetZTypeText(-1), "abc") << version;
-        EXPECT_EQ(Rest(is), "NEXT") << version;
+        SCOPED_TRACE(std::string(c.version) + " type " + std::to_string(c.six[0]) + " unit " + std::to_string(c.six[1]));
+        EXPECT_EQ(x.GetRayleighWavelength(), c.rayleigh);
+        EXPECT_EQ(x.GetPixelLength(), c.length);
+        EXPECT_EQ(x.GetPixelHeight(), c.height);
+        EXPECT_EQ(x.GetXIsWavelength(), c.flag);
+        if (!c.z.empty()) {
+            EXPECT_STREQ(x.GetZTypeText(-1), c.z.c_str());
+        }
+        EXPECT_EQ(Rest(is), "NEXT");
     }
     TCalibImageData::DefaultPixel(2.7e-05f, 2.7e-05f);
 }

@@ -28,20 +28,16 @@ __DDGTimingPair Pair(unsigned long long width, unsigned long long delay) {
 }
 }  // namespace
 
-TEST(DDGStepSetting, IncrementSumsTheModeFormula) {
+TEST(DDGStepSetting, IncrementSumsTheModeFormulaAndEqualityIsTolerant) {
     using S = TDDGStepSetting;
-    // Linear, a = 1, b = 2: (1*2 + 1) + (2*2 + 1).
-    EXPECT_EQ(Step(S::StepLinear, 1, 2).GetIncrement(3), 8);
-    EXPECT_EQ(Step(S::StepConstant, 5, 0).GetIncrement(4), 15);
-    // exp(0) twice.
-    EXPECT_EQ(Step(S::StepExponential, 1, 0).GetIncrement(3), 2);
-    // 2 log(e) + 2 log(2e) = 4 + 2 ln 2 = 5.386..., truncated.
-    EXPECT_EQ(Step(S::StepLogarithmic, 2, std::exp(1.0)).GetIncrement(3), 5);
-    // Truncation is towards zero.
-    EXPECT_EQ(Step(S::StepConstant, -1.5, 0).GetIncrement(2), -1);
-    EXPECT_EQ(Step(S::StepConstant, 1e19, 0).GetIncrement(2), LLONG_MAX);
-    EXPECT_EQ(Step(S::StepLinear, 1, 2).GetIncrement(1), 0);
-    EXPECT_EQ(Step(S::StepNone, 1, 2).GetIncrement(10), 0);
+    // Linear 1, 2 over 3 frames: (1*2 + 1) + (2*2 + 1); exponential: exp(0) twice;
+    // logarithmic: 2 log(e) + 2 log(2e) = 5.386...; truncation is towards zero.
+    const struct { S::TStepMode mode; double a, b; int frames; long long increment; } steps[] = {
+        {S::StepLinear, 1, 2, 3, 8},          {S::StepConstant, 5, 0, 4, 15},
+        {S::StepExponential, 1, 0, 3, 2},     {S::StepLogarithmic, 2, std::exp(1.0), 3, 5},
+        {S::StepConstant, -1.5, 0, 2, -1},    {S::StepConstant, 1e19, 0, 2, LLONG_MAX},
+        {S::StepLinear, 1, 2, 1, 0},          {S::StepNone, 1, 2, 10, 0}};
+    for (const auto& t : steps) EXPECT_EQ(Step(t.mode, t.a, t.b).GetIncrement(t.frames), t.increment) << t.mode;
 
     // Each mode reads its own row.
     TDDGStepSetting s = Step(S::StepLinear, 1, 2);
@@ -52,19 +48,19 @@ TEST(DDGStepSetting, IncrementSumsTheModeFormula) {
     EXPECT_EQ(a + b, 15);
     s.GetCoefficients(S::StepLinear, a, b);
     EXPECT_TRUE(a == 1 && b == 2);
-}
 
-TEST(DDGStepSetting, EqualityToleratesOnePartInTenToTheTwelve) {
-    using S = TDDGStepSetting;
-    EXPECT_TRUE(Step(S::StepConstant, 1.0 + 1e-13, 3.0) == Step(S::StepConstant, 1.0, 3.0));
-    EXPECT_FALSE(Step(S::StepConstant, 1.0 + 1e-11, 3.0) == Step(S::StepConstant, 1.0, 3.0));
-    EXPECT_TRUE(Step(S::StepConstant, 1e6 * (1.0 + 5e-13), 0.0) == Step(S::StepConstant, 1e6, 0.0));
-    EXPECT_FALSE(Step(S::StepConstant, 1.0, 3.0) == Step(S::StepLinear, 1.0, 3.0));
-    // A zero on this side is compared absolutely, a non-zero one against the other
-    // side, so equality is not symmetric around zero.
-    EXPECT_TRUE(Step(S::StepConstant, 0.0, 0.0) == Step(S::StepConstant, 1e-13, 0.0));
-    EXPECT_FALSE(Step(S::StepConstant, 1e-13, 0.0) == Step(S::StepConstant, 0.0, 0.0));
-    EXPECT_TRUE(Step(S::StepConstant, 1.0, 3.0) != Step(S::StepConstant, 2.0, 3.0));
+    // One part in 10^12. A zero on the left is compared absolutely, a non-zero one
+    // against the other side, so equality is not symmetric around zero.
+    const struct { double a1, b1; S::TStepMode mode2; double a2, b2; bool equal; } pairs[] = {
+        {1.0 + 1e-13, 3.0, S::StepConstant, 1.0, 3.0, true}, {1.0 + 1e-11, 3.0, S::StepConstant, 1.0, 3.0, false},
+        {1e6 * (1.0 + 5e-13), 0.0, S::StepConstant, 1e6, 0.0, true}, {1.0, 3.0, S::StepLinear, 1.0, 3.0, false},
+        {0.0, 0.0, S::StepConstant, 1e-13, 0.0, true}, {1e-13, 0.0, S::StepConstant, 0.0, 0.0, false},
+        {1.0, 3.0, S::StepConstant, 2.0, 3.0, false}};
+    for (const auto& p : pairs) {
+        const TDDGStepSetting left = Step(S::StepConstant, p.a1, p.b1), right = Step(p.mode2, p.a2, p.b2);
+        EXPECT_EQ(left == right, p.equal) << p.a1 << " " << p.a2;
+        EXPECT_EQ(left != right, !p.equal) << p.a1 << " " << p.a2;
+    }
 }
 
 TEST(IOCSetting, PeriodStaysWithinLimitsAndOnTheResolution) {

@@ -31,12 +31,9 @@ std::string Translate(const Block& block, std::size_t size = TIRIGDataHandler::k
 }
 
 // The 3 March block with other sub-second bytes 12..15.
-Block WithSubSecond(unsigned char b12, unsigned char b13, unsigned char b14, unsigned char b15) {
+Block WithSubSecond(const Block& last4) {
     Block b = kMarch3;
-    b[12] = b12;
-    b[13] = b13;
-    b[14] = b14;
-    b[15] = b15;
+    std::copy(last4.begin(), last4.end(), b.begin() + 12);
     return b;
 }
 }  // namespace
@@ -50,9 +47,9 @@ TEST(IRIGData, BlocksTranslateToCalendarText) {
 
     // Count 12345 (0.12345 ms) truncates away; 7 hundredths and 100000 counts make 71 ms;
     // the largest values need a fourth digit.
-    EXPECT_EQ(Translate(WithSubSecond(0, 0x90, 0x03, 0x03)), "Tue Mar  3 14:05:09.000 2015\n");
-    EXPECT_EQ(Translate(WithSubSecond(0x70, 0x00, 0x6A, 0x18)), "Tue Mar  3 14:05:09.071 2015\n");
-    EXPECT_EQ(Translate(WithSubSecond(0xF0, 0xFF, 0xFF, 0xFF)), "Tue Mar  3 14:05:09.2560 2015\n");
+    EXPECT_EQ(Translate(WithSubSecond({0, 0x90, 0x03, 0x03})), "Tue Mar  3 14:05:09.000 2015\n");
+    EXPECT_EQ(Translate(WithSubSecond({0x70, 0x00, 0x6A, 0x18})), "Tue Mar  3 14:05:09.071 2015\n");
+    EXPECT_EQ(Translate(WithSubSecond({0xF0, 0xFF, 0xFF, 0xFF})), "Tue Mar  3 14:05:09.2560 2015\n");
 
     // No time at all, even with hundredths: an empty text. A short buffer is cut.
     EXPECT_EQ(Translate(Block(16, 0)), "");

@@ -4,6 +4,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "metadata/mcfdataxml.h"
 
@@ -16,11 +17,10 @@ TEST(McfDataXML, CursorFindsNamedElementsAndValuesFallBackToDefaults) {
     ASSERT_TRUE(xml.SetFirstChildNode("Live"));  // past the element of another name
     EXPECT_STREQ(xml.GetNodeValue(), "Live");
     EXPECT_EQ(xml.getStackHeadIndex(), 2);
-    EXPECT_EQ(xml.GetIntData("i", -1), 42);
+    EXPECT_EQ((std::vector<int>{xml.GetIntData("i", -1), xml.GetIntData("bad", -1), xml.GetIntData("empty", -3),
+                                xml.GetIntData("missing", -3)}),
+              (std::vector<int>{42, 0, -3, -3}));
     EXPECT_FLOAT_EQ(xml.GetFloatData("f", 0), 2.5f);
-    EXPECT_EQ(xml.GetIntData("bad", -1), 0);
-    EXPECT_EQ(xml.GetIntData("empty", -3), -3);
-    EXPECT_EQ(xml.GetIntData("missing", -3), -3);
     EXPECT_STREQ(xml.GetStringData("empty", "dflt"), "dflt");
     EXPECT_TRUE(xml.GetBoolData("t", false));
     EXPECT_FALSE(xml.GetBoolData("one", true));  // only "true" is true
@@ -50,12 +50,9 @@ TEST(McfDataXML, BuiltValuesPrintWithEightSignificantDigitsAndParseBack) {
 
     TMcfDataXML xml(text.str().c_str());
     ASSERT_TRUE(xml.SetFirstChildNode("R"));
-    EXPECT_STREQ(xml.GetStringData("f", ""), "0.1");
-    EXPECT_STREQ(xml.GetStringData("third", ""), "0.33333333");
-    EXPECT_STREQ(xml.GetStringData("ten", ""), "10");
-    EXPECT_STREQ(xml.GetStringData("big", ""), "1.2345679e+08");
-    EXPECT_STREQ(xml.GetStringData("b", ""), "true");
-    EXPECT_STREQ(xml.GetStringData("s", ""), "a<b");
+    std::vector<std::string> texts;
+    for (const char* name : {"f", "third", "ten", "big", "b", "s"}) texts.push_back(xml.GetStringData(name, ""));
+    EXPECT_EQ(texts, (std::vector<std::string>{"0.1", "0.33333333", "10", "1.2345679e+08", "true", "a<b"}));
 }
 
 TEST(McfDataXML, BrokenOrBottomlessTextsAreUsedAsFarAsTheyGo) {

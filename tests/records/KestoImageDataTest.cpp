@@ -2,14 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <iterator>
 #include <sstream>
 #include <string>
 
 #include "records/KestoImageData.h"
 #include "support/RecordTexts.h"
 
-using namespace std::string_literals;
+using kvmcftest::Rest;
 
 namespace {
 
@@ -30,8 +29,6 @@ public:
     std::string FilenameText() const { char b[kTextCapacity + 1]; GetFilename(b); return b; }
     std::string UserTextText() const { char b[4096]; GetUserText().GetText(b, sizeof b); return b; }
 };
-
-std::string Rest(std::istream& is) { return std::string(std::istreambuf_iterator<char>(is), {}); }
 
 const std::string kRows131 = kvmcftest::HeaderRows131();
 const std::string& kNested131 = kvmcftest::HeaderNested131();

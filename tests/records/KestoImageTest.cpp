@@ -26,6 +26,9 @@ std::unique_ptr<Probe> Image(TKavriRect detector, std::vector<TSubImage> subs, u
     return std::make_unique<Probe>(detector, static_cast<unsigned int>(subs.size()), subs.data(), frames);
 }
 
+// One row of four columns.
+std::unique_ptr<Probe> Strip(unsigned int frames) { return Image(TKavriRect(1, 1, 4, 1), {TSubImage(1, 1, 4, 1, 1, 1)}, frames); }
+
 // Lowercase hex bytes each followed by ",", then "|".
 std::string HexFrame(const std::vector<unsigned char>& bytes) {
     std::ostringstream os;
@@ -53,6 +56,11 @@ std::vector<unsigned char> Packet(unsigned char version) {
     return StoredPacket(reading);
 }
 
+// Two frames: a version 5 packet, then a version 3 one.
+const std::string kPackets = HexFrame(Packet(5)) + HexFrame(Packet(3));
+const std::string kPacketItem =
+    "<TKestoImage><MetaDataLength>48</MetaDataLength><MetaData>" + kPackets + "</MetaData></TKestoImage>";
+
 const char kItem[] =
     "<Signal>"
     "<TKestoImageData><PreAmpGainText>Gain 4x</PreAmpGainText><SpectrographSerial>SR-303</SpectrographSerial>"
@@ -68,8 +76,6 @@ const char kItem[] =
     "<ExtendedDynamicRange>1</ExtendedDynamicRange></TKavriImageData></TKavriImage></TCalibImage>"
     "</Signal>";
 
-const TKavriRect kStrip(1, 1, 4, 1);
-
 }  // namespace
 
 std::vector<double> ReadoutSettings(const TKestoImage& i) {
@@ -81,8 +87,14 @@ std::vector<double> ReadoutSettings(const TKestoImage& i) {
             double(i.GetExtendedDynamicRange())};
 }
 
+// Direct iris present and position, side iris present and position.
+std::vector<int> Irises(TKestoImage& i) {
+    const auto& s = i.GetSpectSave();
+    return {s.DirectIrisPresent, s.DirectIrisPosition, s.SideIrisPresent, s.SideIrisPosition};
+}
+
 TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefaults) {
-    auto image = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 1);
+    auto image = Strip(1);
     image->GetSpectSave().Present = 1;
     TMcfDataXML xml(kItem);
     ASSERT_TRUE(xml.SetFirstChildNode("Signal"));
@@ -92,17 +104,14 @@ TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefault
     EXPECT_STREQ(image->GetSpectSave().SerialText, "SR-303");
     EXPECT_EQ(image->GetMilliseconds(), 250);
     // Both direct-iris values land in the position; the present flag keeps its default.
-    EXPECT_EQ(image->GetSpectSave().DirectIrisPresent, 0);
-    EXPECT_EQ(image->GetSpectSave().DirectIrisPosition, 7);
-    EXPECT_EQ(image->GetSpectSave().SideIrisPresent, 1);
-    EXPECT_EQ(image->GetSpectSave().SideIrisPosition, 3);
+    EXPECT_EQ(Irises(*image), (std::vector<int>{0, 7, 1, 3}));
     EXPECT_STREQ(image->GetSerialText(), "CCD-12345");
     EXPECT_FLOAT_EQ(image->GetDarkThreshold(), 12.5f);
     EXPECT_EQ(image->GetFastKineticsOffset(), 4);
     EXPECT_EQ(ReadoutSettings(*image), (std::vector<double>{1, 2, 16, 0.5, 1, 1, 5, 2, 1, 25, 1, 1}));
 
     // Without a spectrograph the serial is kept nowhere; empty elements give defaults.
-    auto bare = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 1);
+    auto bare = Strip(1);
     TMcfDataXML again(kItem);
     again.SetFirstChildNode("Signal");
     bare->ReadXMLDataStructure(again);
@@ -112,12 +121,11 @@ TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefault
     bare->ReadXMLDataStructure(empty);
     EXPECT_EQ(bare->GetFastKineticsOffset(), -1);
     EXPECT_FLOAT_EQ(bare->GetDarkThreshold(), 0.0f);  // not the constructor's -999
-    EXPECT_EQ(bare->GetSpectSave().DirectIrisPosition, -1);
-    EXPECT_EQ(bare->GetSpectSave().SideIrisPresent, -1);
+    EXPECT_EQ(Irises(*bare), (std::vector<int>{0, -1, -1, -1}));
     EXPECT_EQ(ReadoutSettings(*bare), (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0}));
 
     // A missing element changes nothing.
-    auto untouched = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 1);
+    auto untouched = Strip(1);
     TMcfDataXML other("<Something/>");
     EXPECT_FALSE(untouched->TKestoImageData::ReadXMLDataStructure(other));
     EXPECT_FALSE(untouched->TCalibImage::ReadXMLDataStructure(other));
@@ -126,10 +134,8 @@ TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefault
 }
 
 TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
-    auto source = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 2);
-    const std::string packets = HexFrame(Packet(5)) + HexFrame(Packet(3));
-    TMcfDataXML typed(
-        ("<TKestoImage><MetaDataLength>48</MetaDataLength><MetaData>" + packets + "</MetaData></TKestoImage>").c_str());
+    auto source = Strip(2);
+    TMcfDataXML typed(kPacketItem.c_str());
     source->ReadXMLDataStructure(typed);
     const unsigned char block[16] = {0x12, 0x34, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff};
     source->GetIRIGDataHandler().SetIRIGAvailablity(true);
@@ -145,7 +151,7 @@ TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
     source->BuildXMLDataStructure(built);
     std::ostringstream text;
     text << built;
-    auto copy = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 2);
+    auto copy = Strip(2);
     TMcfDataXML parsed(text.str().c_str());
     EXPECT_TRUE(copy->ReadXMLDataStructure(parsed));
     EXPECT_STREQ(copy->GetPreAmpGainText(), "High");
@@ -155,7 +161,7 @@ TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
     EXPECT_TRUE(copy->GetIRIGDataHandler().GetIRIGAvailablity());
     EXPECT_EQ(std::memcmp(copy->GetIRIGDataHandler().GetIRIGData(1), block, 16), 0);
     EXPECT_TRUE(copy->GetMetaDataHandler().GetAvailablity());
-    EXPECT_EQ(std::string(copy->GetMetaDataHandler().GetAllMetaData()), packets);
+    EXPECT_EQ(std::string(copy->GetMetaDataHandler().GetAllMetaData()), kPackets);
 
     // The serial of the present spectrograph goes out, else the gain text again.
     TMcfDataXML check(text.str().c_str());
@@ -169,10 +175,8 @@ TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
 }
 
 TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
-    auto image = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 2);
-    TMcfDataXML xml(("<TKestoImage><MetaDataLength>48</MetaDataLength><MetaData>" + HexFrame(Packet(5)) +
-                     HexFrame(Packet(3)) + "</MetaData></TKestoImage>")
-                        .c_str());
+    auto image = Strip(2);
+    TMcfDataXML xml(kPacketItem.c_str());
     image->ReadXMLDataStructure(xml);
 
     // Frame 2 (version 3) has no CID 6 or 1, and frame 1's values must not linger;
@@ -189,7 +193,7 @@ TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
 }
 
 TEST(KestoImage, KineticTimeFromGateStepStampsOrCycleTime) {
-    auto image = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 3);
+    auto image = Strip(3);
     image->KineticCycleTime = 0.5f;
     EXPECT_FLOAT_EQ(image->GetKineticTime(0), -1.0f);
     EXPECT_FLOAT_EQ(image->GetKineticTime(4), -1.0f);
@@ -232,7 +236,7 @@ TEST(KestoImage, SensorSubImageUndoesRotationThenFlips) {
 }
 
 TEST(KestoImage, MergeStacksEveryFrameIntoOneAndKeepsItsOwnFileName) {
-    auto series = Image(kStrip, {TSubImage(1, 1, 4, 1, 1, 1)}, 3);
+    auto series = Strip(3);
     for (unsigned int f = 1; f <= 3; ++f) {
         float* p = series->ObtainWriteImagePtr(f);
         for (int i = 0; i < 4; ++i) p[i] = static_cast<float>(10 * f + i);
@@ -259,7 +263,7 @@ TEST(KestoImage, MergeStacksEveryFrameIntoOneAndKeepsItsOwnFileName) {
     EXPECT_FLOAT_EQ(merged->GetDarkThreshold(), -999.0f);
 
     // Pixels that were never read cannot be merged.
-    Probe headerOnly(kStrip, 1, series->GetSubImages(), 3, false, false, DataStore::Float);
+    Probe headerOnly(TKavriRect(1, 1, 4, 1), 1, series->GetSubImages(), 3, false, false, DataStore::Float);
     EXPECT_EQ(headerOnly.MergeSpectraToImage(), nullptr);
 }
 
@@ -288,9 +292,8 @@ TEST(KestoImage, TrimKeepsTheCentredBandOnEachBinningGrid) {
     trimmed->ReleaseImagePtr(1);
 
     // c0 becomes the value at column 3: 100 + 3*2 + 9*0.5 + 27*0.25.
-    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(0), 117.25);
-    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(2), 0.5);
-    EXPECT_DOUBLE_EQ(trimmed->GetXCalConstant(3), 0.25);
+    EXPECT_EQ((std::vector<double>{trimmed->GetXCalConstant(0), trimmed->GetXCalConstant(2), trimmed->GetXCalConstant(3)}),
+              (std::vector<double>{117.25, 0.5, 0.25}));
     EXPECT_EQ(trimmed->GetXType(), CalibAxis::PixelNumber);
     EXPECT_FLOAT_EQ(trimmed->GetYCalConstant(3), 4.0f);
 

@@ -15,13 +15,7 @@ inline const std::string& HandTypedMagic() {
 }
 
 // Calibration 1.4: X 500 + 0.125 p, Rayleigh 532, three labels.
-inline const std::string& HandTypedCalibration() {
-    static const std::string text = std::string("65540 \x02 \x00 \x01 \x00 \x01 \x00\n", 18) +
-                                    "500 0.125 0 0\n0 1 0 0\n0 1 0 0\n"
-                                    "532\n2.6e-05\n2.4e-05\n1\n"
-                                    "10\nWavelength6\nCounts12\nPixel number";
-    return text;
-}
+inline const std::string& HandTypedCalibration() { return Calibration14(); }
 
 // Image data 1.5: detector 2 x 1, one sub-image, three frames of two pixels, time
 // stamps 5, 10, 15, flag 1 and metadata words 1, 2, 3.

@@ -47,6 +47,12 @@ const std::string& ImageData15() {
     return text;
 }
 
+std::string Rest(std::istream& is) {
+    std::string rest;
+    for (char c; is.get(c);) rest += c;
+    return rest;
+}
+
 std::string FloatBytes(std::initializer_list<float> values) {
     std::string bytes;
     for (float v : values) bytes.append(reinterpret_cast<const char*>(&v), sizeof v);

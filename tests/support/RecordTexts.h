@@ -4,6 +4,7 @@
 #define KVMCF_TESTS_SUPPORT_RECORDTEXTS_H
 
 #include <initializer_list>
+#include <istream>
 #include <string>
 
 namespace kvmcftest {
@@ -23,6 +24,9 @@ const std::string& Calibration14();
 // Image data 1.5: detector columns 1..4, rows 1..2; two frames of one 2x2 sub-image;
 // padding before the time stamps 5 and 7; flag 1 with metadata words 0 and 1000000.
 const std::string& ImageData15();
+
+// What a reader left unread, up to the end of the stream.
+std::string Rest(std::istream& is);
 
 // Little-endian float bytes, as the pixel block stores them.
 std::string FloatBytes(std::initializer_list<float> values);

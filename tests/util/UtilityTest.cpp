@@ -1,15 +1,19 @@
-// Path splitting, the 64-bit conversions callers format with, bounded copies and
-// the clock helpers' arithmetic.
+// The utility helpers: rounding and tolerances, path splitting, 64-bit text
+// conversions, bounded copies and the clock arithmetic.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <string>
 #include <vector>
 
+#include "util/kavrimath.h"
 #include "util/kavrimisc.h"
+#include "util/kavritime.h"
 
+using KavriUtility::TKavriMath;
 using KavriUtility::TKavriMisc;
 
 namespace {
@@ -29,6 +33,56 @@ struct Split {
     }
 };
 }  // namespace
+
+TEST(KavriMath, RoundingRules) {
+    // RoundDouble halves away from zero; 1.25 x 10 = 12.5 is exact.
+    const struct { double in; int places; double out; } rounded[] = {
+        {2.5, 0, 3}, {-2.5, 0, -3}, {2.4, 0, 2}, {1.25, 1, 1.3}, {-1.25, 1, -1.3}, {1234.5, -2, 1200}};
+    for (const auto& r : rounded) EXPECT_DOUBLE_EQ(TKavriMath::RoundDouble(r.in, r.places), r.out) << r.in;
+
+    // Round2Int adds a half and truncates toward zero.
+    EXPECT_EQ(TKavriMath::Round2Int(1.5), 2);
+    EXPECT_EQ(TKavriMath::Round2Int(-1.5), -1);
+    EXPECT_EQ(TKavriMath::Round2Int(-2.6), -2);
+    EXPECT_EQ(TKavriMath::Round2Int(-1.5f), -1);
+    // The half is added in double: in float this sum would round up to 1.
+    EXPECT_EQ(TKavriMath::Round2Int(0.49999997f), 0);
+    EXPECT_EQ(TKavriMath::Round2Int(3e9), INT_MIN);
+    EXPECT_EQ(TKavriMath::Round2Int(-3e9f), INT_MIN);
+
+    // The fast conversion rounds halves to even.
+    const struct { double in; int out; } even[] = {{0.5, 0}, {1.5, 2}, {2.5, 2}, {-2.5, -2}, {-3.5, -4}, {-1.6, -2}};
+    for (const auto& c : even) EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(c.in), c.out) << c.in;
+}
+
+TEST(KavriMath, TolerancesFollowTheArgumentWidth) {
+    EXPECT_TRUE(TKavriMath::IsZero(1e-17));
+    EXPECT_FALSE(TKavriMath::IsZero(1e-8));
+    EXPECT_TRUE(TKavriMath::IsZero(1e-8f));
+    EXPECT_FALSE(TKavriMath::IsZero(1e-6f));
+    EXPECT_TRUE(TKavriMath::Equals(0.1 + 0.2, 0.3));
+    EXPECT_TRUE(TKavriMath::Equals(1.0f, 1.0f + 5e-8f));
+    EXPECT_FALSE(TKavriMath::Equals(1.0, 1.0 + 1e-9));
+
+    EXPECT_TRUE(TKavriMath::IsModulusZero(6, 3));
+    EXPECT_FALSE(TKavriMath::IsModulusZero(7, 3));
+    EXPECT_FALSE(TKavriMath::IsModulusZero(5, 0));
+    EXPECT_TRUE(TKavriMath::IsModulusZero(INT_MIN, -1));
+    EXPECT_TRUE(TKavriMath::IsModulusZero(7.5, 2.5));
+    EXPECT_FALSE(TKavriMath::IsModulusZero(7.0, 2.5));
+    EXPECT_FALSE(TKavriMath::IsModulusZero(1.0, 0.0));
+    EXPECT_FALSE(TKavriMath::IsNotWholeNumber(-3.0));
+    EXPECT_TRUE(TKavriMath::IsNotWholeNumber(3.25));
+
+    EXPECT_EQ(TKavriMath::keepWithinMinMax(5, 0, 3), 3);
+    EXPECT_EQ(TKavriMath::keepWithinMinMax(-1, 0, 3), 0);
+
+    EXPECT_EQ(TKavriMath::GetLowestCommonMultiple(4, 6), 12u);
+    EXPECT_EQ(TKavriMath::GetLowestCommonMultiple(8, 2), 8u);
+    EXPECT_EQ(TKavriMath::GetLowestCommonMultiple(0, 5), 0u);
+    // Coprime neighbours past 16 bits: the product does not fit 32 bits.
+    EXPECT_EQ(TKavriMath::GetLowestCommonMultiple(65537, 65539), 4295229443ull);
+}
 
 TEST(KavriMisc, SplitsPaths) {
     // Flags: 1 extension, 2 file name, 4 folder, 8 drive, 16 wild name, 32 wild folder.
@@ -102,11 +156,6 @@ TEST(KavriMisc, ConvertsUnsigned64BitText) {
     EXPECT_EQ(TKavriMisc::StringToUI64(nullptr), 0ull);
 }
 
-TEST(KavriMisc, RoundsHalvesToEven) {
-    const struct { double in; int out; } cases[] = {{0.5, 0}, {1.5, 2}, {2.5, 2}, {-2.5, -2}, {-3.5, -4}, {-1.6, -2}};
-    for (const auto& c : cases) EXPECT_EQ(TKavriMisc::FastDoubleToKavri32(c.in), c.out) << c.in;
-}
-
 TEST(KavriMisc, BoundedTextHelpers) {
     char dst[4] = {'q', 'q', 'q', 'q'};
     EXPECT_EQ(TKavriMisc::tcstombs(dst, "abcdef", sizeof dst), 3u);
@@ -140,4 +189,19 @@ TEST(KavriMisc, ClockArithmetic) {
     timeval b = TKavriMisc::getSystemTimeOffset({10, 100000}, -2200000);
     EXPECT_EQ((std::vector<long>{a.tv_sec, a.tv_usec, b.tv_sec, b.tv_usec}),
               (std::vector<long>{11, 100000, 7, 900000}));
+}
+
+TEST(KavriTime, CountsMicroseconds) {
+    EXPECT_EQ(TKavriTime().GetTimeUs(), 0ull);
+    EXPECT_EQ(TKavriTime(1999).GetTimeMs(), 1ull);
+    EXPECT_EQ((TKavriTime(5000) + TKavriTime(2500)).GetTimeUs(), 7500ull);
+    EXPECT_EQ((TKavriTime(5000) - TKavriTime(2500)).GetTimeUs(), 2500ull);
+    EXPECT_EQ((TKavriTime(1) - TKavriTime(2)).GetTimeUs(), 18446744073709551615ull);
+
+    const timeval before = KavriUtility::TKavriMisc::getSystemTime();
+    TKavriTime now;
+    now.GetCurrentSystemTime();
+    const unsigned long long beforeUs = before.tv_sec * 1000000ull + before.tv_usec;
+    EXPECT_GE(now.GetTimeUs(), beforeUs);
+    EXPECT_LT(now.GetTimeUs() - beforeUs, 5000000ull);
 }
