@@ -9,6 +9,7 @@
 #include <locale>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -72,18 +73,14 @@ TEST_F(WholeFile, DataStartAndFramesInEveryMode) {
                       KVMCF_SUCCESS);
             long long start = 0;
             unsigned int size = 0, frames = 0, subs = 0, g[6] = {};
-            EXPECT_EQ(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start), KVMCF_SUCCESS);
-            EXPECT_EQ(start, static_cast<long long>(kPrefix.size()));
-            EXPECT_EQ(KVMCF_GetFrameSize(KVMCF_SIGNAL, &size), KVMCF_SUCCESS);
-            EXPECT_EQ(KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames), KVMCF_SUCCESS);
-            EXPECT_EQ(KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs), KVMCF_SUCCESS);
-            EXPECT_EQ(std::vector<unsigned int>({size, frames, subs}), (std::vector<unsigned int>{4, 2, 1}));
-            // Left, bottom, right, top, horizontal and vertical binning.
-            EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 0, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]),
-                      KVMCF_SUCCESS);
-            EXPECT_EQ(std::vector<unsigned int>(g, g + 6), (std::vector<unsigned int>{1, 1, 2, 2, 1, 1}));
-            EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 1, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]),
-                      KVMCF_P2INVALID);
+            // Then left, bottom, right, top, horizontal and vertical binning.
+            EXPECT_EQ(std::make_tuple(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start), KVMCF_GetFrameSize(KVMCF_SIGNAL, &size),
+                                      KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames), KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs),
+                                      KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 0, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5])),
+                      std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS));
+            EXPECT_EQ(std::vector<long long>({start, size, frames, subs, g[0], g[1], g[2], g[3], g[4], g[5]}),
+                      (std::vector<long long>{static_cast<long long>(kPrefix.size()), 4, 2, 1, 1, 1, 2, 2, 1, 1}));
+            EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 1, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]), KVMCF_P2INVALID);
 
             float frame[4] = {}, all[8] = {};
             EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1, frame, 4), KVMCF_SUCCESS);
@@ -249,18 +246,14 @@ TEST_F(WholeFile, PixelCalibrationAndVersions) {
     KVMCF_CloseFile();
     TempFile background(kMagic + "0\n0\n1\n" + Image() + kPixels + "0\n0\n");
     ASSERT_EQ(KVMCF_ReadFromFile(background.CPath()), KVMCF_SUCCESS);
-    const struct {
-        KVMCF_StructureElement element;
-        unsigned int high, low;
-    } versions[] = {{KVMCF_STRUCTURE_FILE, 1, 2},
-                    {KVMCF_STRUCTURE_HEADER, 1, 31},
-                    {KVMCF_STRUCTURE_CALIBRATION, 1, 4},
-                    {KVMCF_STRUCTURE_IMAGE, 1, 5}};
-    for (const auto& v : versions) {
+    std::string versions;
+    for (KVMCF_StructureElement e : {KVMCF_STRUCTURE_FILE, KVMCF_STRUCTURE_HEADER, KVMCF_STRUCTURE_CALIBRATION,
+                                     KVMCF_STRUCTURE_IMAGE}) {
         unsigned int high = 0, low = 0;
-        EXPECT_EQ(KVMCF_GetStructureVersion(v.element, &high, &low), KVMCF_SUCCESS);
-        EXPECT_EQ(std::make_pair(high, low), std::make_pair(v.high, v.low)) << v.element;
+        const unsigned int code = KVMCF_GetStructureVersion(e, &high, &low);
+        versions += std::to_string(code) + " " + std::to_string(high) + "." + std::to_string(low) + " ";
     }
+    EXPECT_EQ(versions, "22002 1.2 22002 1.31 22002 1.4 22002 1.5 ");
     double value = 0;
     EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_BACKGROUND, KVMCF_AXIS_X, 4, &value), KVMCF_SUCCESS);
     EXPECT_DOUBLE_EQ(value, 500.5);

@@ -6,6 +6,8 @@
 #include <initializer_list>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "image/KavriImage.h"
@@ -136,22 +138,23 @@ TEST(ImageDataRecord, ConstructorLaysOutSubImages) {
     EXPECT_EQ(Words({image.GetSubImageOffset(1), image.GetSubImageOffset(2), image.GetDataLength(),
                      image.GetTotalLength(), image.GetTimeStamp(1)}),
               Words({511, 515, 517, 1034, 0}));
-    EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetType(), DataStore::Int32);
-    EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetAsInt(516), 0);
+    EXPECT_EQ(std::make_pair(image.GetFrame(2)->GetDataStore()->GetType(), image.GetFrame(2)->GetDataStore()->GetAsInt(516)),
+              std::make_pair(DataStore::Int32, 0));
 
     // A copy clones each frame with its pixel type; a spooled source gives one frame.
     image.SetTimeStamp(1, 42);
     image.GetFrame(2)->GetDataStore()->SetAsInt(3, -9);
     TKavriImage copy(image);
-    EXPECT_EQ(Words({copy.GetNumberImages(), copy.GetTimeStamp(1)}), Words({2, 42}));
-    EXPECT_EQ(copy.GetFrame(2)->GetDataStore()->GetAsInt(3), -9);
-    EXPECT_EQ(copy.GetFrame(2)->GetDataStore()->GetType(), DataStore::Int32);
+    const DataStore* copied = copy.GetFrame(2)->GetDataStore();
+    EXPECT_EQ(std::make_tuple(copy.GetNumberImages(), copy.GetTimeStamp(1), copied->GetAsInt(3), copied->GetType()),
+              std::make_tuple(2u, 42u, -9, DataStore::Int32));
     TKavriImage spooled(TKavriRect(), 1, subs, 5, true, true, DataStore::UnsignedShort);
     spooled.GetFrame(1)->GetDataStore()->SetAsInt(510, 7);
     TKavriImage spooledCopy(spooled);
-    EXPECT_EQ(Words({spooled.GetNumberStoredFrames(), spooledCopy.GetNumberImages()}), Words({1, 1}));
-    EXPECT_EQ(spooledCopy.GetFrame(1)->GetDataStore()->GetType(), DataStore::Float);
-    EXPECT_EQ(spooledCopy.GetFrame(1)->GetDataStore()->GetAsFloat(510), 7.0f);
+    const DataStore* spooledPixels = spooledCopy.GetFrame(1)->GetDataStore();
+    EXPECT_EQ(std::make_tuple(spooled.GetNumberStoredFrames(), spooledCopy.GetNumberImages(), spooledPixels->GetType(),
+                              spooledPixels->GetAsFloat(510)),
+              std::make_tuple(1u, 1u, DataStore::Float, 7.0f));
 
     char text[8];
     image.SetKavriImagePortReadoutMode(2);

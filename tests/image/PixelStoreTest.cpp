@@ -6,6 +6,7 @@
 #include <climits>
 #include <cmath>
 #include <memory>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,8 +26,7 @@ TEST(PixelStore, ConversionsWrapAndNeverClamp) {
     EXPECT_EQ(i32->GetAsFloat(5), 16777216.0f);  // nearest float
     i32->SetAsInt(0, -1);
     i32->SetAsInt(1, 65537);
-    EXPECT_EQ(i32->GetAsUnsignedShort(0), 65535);
-    EXPECT_EQ(i32->GetAsUnsignedShort(1), 1);
+    EXPECT_EQ((std::vector<int>{i32->GetAsUnsignedShort(0), i32->GetAsUnsignedShort(1)}), (std::vector<int>{65535, 1}));
 
     std::unique_ptr<DataStore> u16(DataStore::CreateDataStore(DataStore::UnsignedShort, 4));
     const float more[4] = {-1.0f, 70000.5f, 65536.0f, 5e9f};
@@ -49,11 +49,6 @@ TEST(PixelStore, ConversionsWrapAndNeverClamp) {
     EXPECT_EQ(DataStore::CreateDataStore(static_cast<DataStore::ePixelDataType>(-1), 4), nullptr);
 }
 
-namespace {
-std::pair<int, int> XY(const TKavriPoint& p) { return {p.x, p.y}; }
-std::pair<int, int> XY(int x, int y) { return {x, y}; }
-}  // namespace
-
 TEST(PixelStore, RegionExtremes) {
     // 3 columns x 2 rows, unbinned, rows upward: row 1 = {4, 9, 9}, row 2 = {-2, 9, 1}.
     const TSubImage sub(1, 2, 3, 1, 1, 1);
@@ -63,31 +58,28 @@ TEST(PixelStore, RegionExtremes) {
     f->SetDataAsFloat(v);
     TKavriPoint at(-7, -7);
     TSubImage s = sub;
-    EXPECT_EQ(f->GetMaximum(region, 0, s, &at), 9.0f);
-    EXPECT_EQ(XY(at), XY(2, 1));  // first of the ties in scan order
-    EXPECT_EQ(f->GetMinimum(region, 0, s, &at), -2.0f);
-    EXPECT_EQ(XY(at), XY(1, 2));
+    using Found = std::tuple<float, int, int>;
+    auto found = [&](float value) { return Found(value, at.x, at.y); };
+    EXPECT_EQ(found(f->GetMaximum(region, 0, s, &at)), Found(9, 2, 1));  // first of the ties in scan order
+    EXPECT_EQ(found(f->GetMinimum(region, 0, s, &at)), Found(-2, 1, 2));
 
     // Float maximum starts at the smallest normal float: an all-negative region reports it.
     const float neg[6] = {-1, -2, -3, -4, -5, -6};
     f->SetDataAsFloat(neg);
     at = TKavriPoint(-7, -7);
-    EXPECT_EQ(f->GetMaximum(region, 0, s, &at), FLT_MIN);
-    EXPECT_EQ(at.x, -7);
+    EXPECT_EQ(found(f->GetMaximum(region, 0, s, &at)), Found(FLT_MIN, -7, -7));
 
     std::unique_ptr<DataStore> u(DataStore::CreateDataStore(DataStore::UnsignedShort, 6));
     const unsigned short full[6] = {65535, 65535, 65535, 65535, 65535, 65535};
     u->SetDataAsUnsignedShort(full);
-    EXPECT_EQ(u->GetMinimum(region, 0, s, &at), 65535.0f);
-    EXPECT_EQ(at.x, -7);
+    EXPECT_EQ(found(u->GetMinimum(region, 0, s, &at)), Found(65535, -7, -7));
 
     // hBin 2 over columns 1..4: two stored pixels per row, visited at columns 1 and 3.
     std::unique_ptr<DataStore> i(DataStore::CreateDataStore(DataStore::Int32, 4));
     const int iv[4] = {5, 8, -3, 6};
     i->SetDataAsInt(iv);
     TSubImage binned(1, 2, 4, 1, 1, 2);
-    EXPECT_EQ(i->GetMaximum(TKavriRect(1, 1, 4, 2), 0, binned, &at), 8.0f);
-    EXPECT_EQ(XY(at), XY(3, 1));
+    EXPECT_EQ(found(i->GetMaximum(TKavriRect(1, 1, 4, 2), 0, binned, &at)), Found(8, 3, 1));
     // A region reaching past the store reads nothing outside it.
     EXPECT_EQ(i->GetMinimum(TKavriRect(1, 1, 4, 50), 2, binned, &at), -3.0f);
 }
@@ -139,7 +131,6 @@ TEST(PixelStore, ReadCacheKeepsTwoMostRecentFrames) {
     EXPECT_EQ(image.GetReadCache().back(), f3);
     EXPECT_EQ(f2->GetFloatCopy(), nullptr);
     EXPECT_EQ(f1->GetReadCount(), 1u);
-
 
     EXPECT_EQ(image.ObtainReadImagePtr(4), nullptr);
     EXPECT_EQ(image.ObtainReadSubImagePtr(1, 0), nullptr);
