@@ -102,47 +102,32 @@ TEST_F(WholeFile, EveryPropertyHasItsValueAndType) {
         const char* value;
         unsigned int type;
     } rows[] = {
+        // One row for each way a value is formatted or derived; fields copied as they
+        // stand are pinned one by one by the recorded answers.
         {"Time", "705032708", I},  // 5000000004 printed as a 32-bit int
-        {"Type", "11", U}, {"Active", "0", U}, {"Version", "3", U},
-        {"FormattedTime", "Fri Jun 11 08:53:24 2128", S}, {"FileName", "run 77.dat", S}, {"Temperature", "-5.5", F},
-        {"UnstabalizedTemperature", "-47.5", F}, {"Head", "0", B}, {"HeadModel", "Test head 76", S},
-        {"StoreType", "9", B}, {"DataType", "10", B}, {"SIDisplacement", "58", I}, {"SINumberSubFrames", "59", I},
-        {"PixelReadOutTime", "18.5", F}, {"TrackHeight", "25", I}, {"ReadPattern", "4", B},
-        {"ReadPatternFullName", "Image", S}, {"ShutterDelay", "7", B}, {"CentreRow", "29", I}, {"RowOffset", "30", I},
-        {"Operation", "31", I}, {"Mode", "32", B}, {"ModeFullName", "Unknown", S}, {"TriggerSource", "6", B},
-        {"TriggerSourceFullName", "External Start", S}, {"TriggerLevel", "11.5", F}, {"ExposureTime", "12.25", F},
-        {"Delay", "13.5", F}, {"IntegrationCycleTime", "14.75", F}, {"NumberIntegrations", "15", I},
-        {"KineticCycleTime", "17.5", F}, {"FlipX", "32", I}, {"FlipY", "33", I}, {"Clock", "34", I},
-        {"AClock", "35", I}, {"IOC", "38", I}, {"Frequency", "39.5", F}, {"NumberPulses", "45", I},
-        {"InsertionDelay", "37", I}, {"FrameTransferAcquisitionMode", "46", I}, {"BaselineClamp", "48", I},
-        {"PreScan", "49", I}, {"EMRealGain", "50", I}, {"BaselineOffset", "51", I},
+        {"Type", "11", U}, {"FormattedTime", "Fri Jun 11 08:53:24 2128", S}, {"FileName", "run 77.dat", S},
+        {"Temperature", "-5.5", F}, {"UnstabalizedTemperature", "-47.5", F}, {"Head", "0", B},
+        {"HeadModel", "Test head 76", S}, {"SIDisplacement", "58", I}, {"ReadPatternFullName", "Image", S},
+        {"ModeFullName", "Unknown", S}, {"TriggerSourceFullName", "External Start", S}, {"ExposureTime", "12.25", F},
+        {"FlipX", "32", I}, {"Frequency", "39.5", F}, {"EMRealGain", "50", I},
         {"SWVersion", "50", U},  // the EM gain, as it has always been
-        {"SWVersionEx", "54.55.56.57", S}, {"MCP", "36", I}, {"Gain", "21", I}, {"VerticalClockAmp", "40", I},
-        {"VerticalShiftSpeed", "41.5", F}, {"OutputAmplifier", "42", I}, {"PreAmplifierGain", "43.5", F},
-        {"Serial", "44", I}, {"DetectorFormatX", "761", I}, {"DetectorFormatZ", "762", I}, {"NumberImages", "2", U},
-        {"NumberSubImages", "1", U}, {"ImageHBin", "1", I}, {"ImageVBin", "1", I}, {"ImageLeft", "1", I},
-        {"ImageRight", "2", I}, {"ImageTop", "2", I}, {"ImageBottom", "1", I}, {"SubImageTop", "2", I},
-        {"SubImageRight1", "2", I},
+        {"SWVersionEx", "54.55.56.57", S}, {"DetectorFormatX", "761", I}, {"NumberImages", "2", U},
+        {"NumberSubImages", "1", U}, {"ImageHBin", "1", I}, {"ImageRight", "2", I}, {"ImageTop", "2", I},
+        {"SubImageTop", "2", I}, {"SubImageRight1", "2", I},
         // Typed as a time stamp: the type query tests "TimeStamp" first.
         {"HighPrecisionTimeStamp1", "0.0100000", U},
         {"HighPrecisionTimeStamp", "17.5000000", U},  // word 0: the kinetic cycle time
         {"ClockFrequency", "100", F},  // 1e9 / 10 ns ticks, in MHz
-        {"TimeStamp", "5", U}, {"TimeStamp1", "7", U}, {"Metadata1", "1000000", L}, {"Baseline", "60", I},
-        {"CCDLeft", "1", I}, {"CCDRight", "4", I}, {"CCDTop", "2", I}, {"CCDBottom", "1", I},
-        {"Sensitivity", "63.5", F}, {"DetectionWavelength", "64.5", F}, {"CountConvertMode", "62", I},
-        {"IsCountConvert", "61", U}, {"XAxisType", "Wavelength", S}, {"XAxisUnit", " nm", S},
-        {"YAxisType", "Counts", S}, {"YAxisUnit", "", S}, {"ZAxisType", "Pixel number", S}, {"ZAxisUnit", " ", S},
-        {"UserText", "seventy-eight", S}, {"IsPhotonCountingEnabled", "67", U}, {"Threshold1", "69.5", F},
-        {"Threshold2", "70.5", F}, {"Threshold3", "71.5", F}, {"Threshold4", "72.5", F}, {"NumberThresholds", "68", I},
-        {"AveragingFilterMode", "73", I}, {"AveragingFactor", "74", I}, {"FrameCount", "75", I},
+        {"TimeStamp", "5", U}, {"TimeStamp1", "7", U}, {"Metadata1", "1000000", L}, {"CCDRight", "4", I},
+        {"CCDTop", "2", I}, {"Sensitivity", "63.5", F}, {"IsCountConvert", "61", U}, {"XAxisType", "Wavelength", S},
+        {"XAxisUnit", " nm", S}, {"YAxisUnit", "", S}, {"ZAxisType", "Pixel number", S}, {"ZAxisUnit", " ", S},
+        {"UserText", "seventy-eight", S}, {"Threshold4", "72.5", F}, {"NumberThresholds", "68", I},
         {"NoiseFilter", "65", U}, {"Threshold", "66.5", F},
         // Intensifier outputs: width is the pair's element 0, delay element 1.
         {"OutputAEnabled", "1", I}, {"OutputAWidth", "12", L}, {"OutputADelay", "11", L},
-        {"OutputAPolarity", "Positive", S}, {"OutputBEnabled", "0", I}, {"OutputBWidth", "14", L},
-        {"OutputBDelay", "13", L}, {"OutputBPolarity", "Negative", S}, {"OutputCEnabled", "1", I},
-        {"OutputCWidth", "16", L}, {"OutputCDelay", "15", L}, {"OutputCPolarity", "Negative", S},
-        {"GateMode", "Direct Gate", S}, {"GateWidth", "6", L}, {"GateDelay", "5", L}, {"GateDelayStep", "0.5", D},
-        {"GateWidthStep", "0.125", D},
+        {"OutputAPolarity", "Positive", S}, {"OutputBEnabled", "0", I}, {"OutputBPolarity", "Negative", S},
+        {"OutputCWidth", "16", L}, {"OutputCDelay", "15", L}, {"GateMode", "Direct Gate", S}, {"GateWidth", "6", L},
+        {"GateDelay", "5", L}, {"GateDelayStep", "0.5", D}, {"GateWidthStep", "0.125", D},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Value(row.name), row.value) << row.name;

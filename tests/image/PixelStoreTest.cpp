@@ -89,17 +89,13 @@ TEST(PixelStore, FrameViews) {
     static_cast<int*>(frame.GetDataStore()->Get())[1] = -5;
     float* a = frame.GetReadBuffer();
     float* b = frame.GetReadBuffer();
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(a[1], -5.0f);
-    EXPECT_EQ(frame.GetReadCount(), 2u);
+    EXPECT_EQ(std::make_tuple(b, a[1], frame.GetReadCount()), std::make_tuple(a, -5.0f, 2u));
     frame.ReleaseReadBuffer();
     ASSERT_NE(frame.GetFloatCopy(), nullptr);
     // Writing adopts the existing float copy instead of converting again.
     float* w = frame.GetWriteBuffer();
-    EXPECT_EQ(w, a);
-    EXPECT_EQ(frame.GetDataStore()->GetType(), DataStore::Float);
-    EXPECT_EQ(frame.GetFloatCopy(), nullptr);
-    EXPECT_EQ(frame.GetReadCount(), 0u);
+    EXPECT_EQ(std::make_tuple(w, frame.GetDataStore()->GetType(), frame.GetFloatCopy()),
+              std::make_tuple(a, DataStore::Float, static_cast<DataStore*>(nullptr)));
     // A float frame hands out its own array and keeps no count.
     EXPECT_EQ(frame.GetReadBuffer(), w);
     EXPECT_EQ(frame.GetReadCount(), 0u);
@@ -126,11 +122,8 @@ TEST(PixelStore, ReadCacheKeepsTwoMostRecentFrames) {
         ASSERT_NE(image.ObtainReadImagePtr(n), nullptr);
         image.ReleaseImagePtr(n);
     }
-    ASSERT_EQ(image.GetReadCache().size(), 2u);
-    EXPECT_EQ(image.GetReadCache().front(), f1);
-    EXPECT_EQ(image.GetReadCache().back(), f3);
-    EXPECT_EQ(f2->GetFloatCopy(), nullptr);
-    EXPECT_EQ(f1->GetReadCount(), 1u);
+    EXPECT_EQ(std::vector<Frame*>(image.GetReadCache().begin(), image.GetReadCache().end()), (std::vector<Frame*>{f1, f3}));
+    EXPECT_EQ(std::make_pair(f2->GetFloatCopy(), f1->GetReadCount()), std::make_pair(static_cast<DataStore*>(nullptr), 1u));
 
     EXPECT_EQ(image.ObtainReadImagePtr(4), nullptr);
     EXPECT_EQ(image.ObtainReadSubImagePtr(1, 0), nullptr);
