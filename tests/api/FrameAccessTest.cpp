@@ -232,14 +232,9 @@ TEST_F(ExtensionSection, NoSectionOrADamagedOneLeavesTheDefaults) {
     ASSERT_EQ(OpenWith("<Signals><Signal><TKestoImageData><mSec>12</mSec><FullSer"), KVMCF_SUCCESS);
     EXPECT_EQ(SignalHeader().GetMilliseconds(), 12);
 
-    // Garbage, an endless run of opening brackets, elements nested 6000 deep.
-    std::string nested;
-    for (int i = 0; i < 3000; ++i) nested += "<Signals><Signal>";
-    const std::string garbage("\0\x01<<</>>&;<!--", 14);
-    for (const std::string& section : {garbage, "<Signals>" + std::string(300000, '<'), nested}) {
-        ASSERT_EQ(OpenWith(section), KVMCF_SUCCESS);
-        EXPECT_EQ(Property(KVMCF_SIGNAL, "ClockFrequency"), "100");
-    }
+    // Garbage; deep nesting and endless brackets are the XML reader's own tests.
+    ASSERT_EQ(OpenWith(std::string("\0\x01<<</>>&;<!--", 14)), KVMCF_SUCCESS);
+    EXPECT_EQ(Property(KVMCF_SIGNAL, "ClockFrequency"), "100");
 }
 
 }  // namespace
