@@ -78,17 +78,3 @@ def test_urls_that_misbehave_fail_with_the_url_and_never_hang(series):
             with pytest.raises((kvmcfio.FormatError, kvmcfio.FileError), match="a.mcf"):
                 kvmcfio.File(server.url("a.mcf"))
             assert sum(server.served.values()) <= cut
-
-
-def test_dask_stack_of_urls_on_a_cluster_of_two_worker_processes(files):
-    distributed = pytest.importorskip("distributed")
-    names = [f"small{i:02d}.mcf" for i in range(20)]
-    with serving(files) as server:
-        stack = kvmcfio.dask_stack([server.url(n) for n in names], frames_per_chunk=3)
-        with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
-                                      dashboard_address=None, silence_logs=50) as cluster, \
-                distributed.Client(cluster) as client:
-            # The workers have no path: each task opens its URL.
-            np.testing.assert_array_equal(client.compute(stack).result(),
-                                          kvmcfio.imread([files / n for n in names]))
-            assert len(set(client.run(os.getpid).values())) == 2

@@ -130,21 +130,23 @@ TEST(Check, NamesSourceRecordAndOffset) {
     EXPECT_EQ(json.code, 1);
     const nlohmann::json entry = nlohmann::json::parse(json.out)["files"][0];
     EXPECT_EQ(entry["intact"], false);
+    const std::string where = "byte " + std::to_string(stamp + 8) + ": expected a decimal number, found 'o'";
     EXPECT_EQ(entry["stop"], (nlohmann::json{{"source", "background"},
                                              {"image", 0},
                                              {"record", "image data"},
                                              {"field", "time stamp 1"},
                                              {"offset", stamp + 8},
-                                             {"expected", "a decimal number, found 'o'"}}));
-    EXPECT_EQ(entry["sources"][0], (nlohmann::json{{"name", "signal"}, {"state", "intact"}, {"count", 1},
-                                                   {"frames", 3}, {"whole_frames", 3}}));
+                                             {"expected", "a decimal number, found 'o'"},
+                                             {"text", "background source, image 0, image data record, time stamp 1, " + where}}));
+    const std::size_t pixels = kvmcftest::HandTypedSignalPart().size() - kvmcftest::HandTypedPixels().size();
+    EXPECT_EQ(entry["sources"][0], (nlohmann::json{{"name", "signal"}, {"state", "intact"}, {"count", 1}, {"frames", 3},
+                                                   {"whole_frames", 3}, {"frame_length", 2}, {"data_start", pixels}}));
     EXPECT_EQ(entry["sources"][2]["state"], "damaged");
     EXPECT_EQ(entry["sources"][3], (nlohmann::json{{"name", "live"}, {"state", "not reached"}}));
     EXPECT_NE(entry["open"].get<std::string>().find("not a readable multi-channel file"), std::string::npos);
 
     const auto text = Kvmcf({"check", damaged.Path()});
     EXPECT_EQ(text.code, 1);
-    EXPECT_NE(text.out.find("image data record, time stamp 1, byte " + std::to_string(stamp + 8)), std::string::npos)
-        << text.out;
+    EXPECT_NE(text.out.find("image data record, time stamp 1, " + where), std::string::npos) << text.out;
     EXPECT_EQ(Kvmcf({"check"}).code, 2);
 }
