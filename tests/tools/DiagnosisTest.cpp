@@ -65,19 +65,13 @@ TEST(Salvage, KineticSeriesCutInItsSeventhFrameKeepsSixFramesByteExact) {
     EXPECT_NE(saved.out.find("signal (6 of 10 frames)"), std::string::npos) << saved.out;
     EXPECT_EQ(Slurp(damaged.Path()), cut);  // the original is untouched
 
-    for (kvmcf::ReadMode mode : {kvmcf::ReadMode::All, kvmcf::ReadMode::HeaderOnly}) {
-        const kvmcf::File file = kvmcf::File::open(out, mode);
-        const kvmcf::Source& signal = file.source(kvmcf::SourceId::Signal);
-        EXPECT_EQ(signal.frameCount(), 6u);
-        for (unsigned int f = 0; f < 6; ++f) {
-            float pixels[8] = {};
-            signal.readFrame(f, pixels);
-            EXPECT_EQ(std::memcmp(pixels, whole.data() + start + f * 32, 32), 0) << "frame " << f;
-        }
-        EXPECT_EQ(Value(signal, "TimeStamp5"), "500");
-        EXPECT_EQ(Value(signal, "Metadata5"), "1005");
-        EXPECT_EQ(Value(signal, "TimeStamp6"), "-");
-    }
+    const kvmcf::File file = kvmcf::File::open(out);
+    const kvmcf::Source& signal = file.source(kvmcf::SourceId::Signal);
+    EXPECT_EQ(signal.frameCount(), 6u);
+    EXPECT_EQ(std::memcmp(signal.frames().bytes(), whole.data() + start, 6 * 32), 0);
+    EXPECT_EQ(Value(signal, "TimeStamp5"), "500");
+    EXPECT_EQ(Value(signal, "Metadata5"), "1005");
+    EXPECT_EQ(Value(signal, "TimeStamp6"), "-");
     // Once saved, the same command is refused: OUT exists.
     EXPECT_EQ(Kvmcf({"salvage", damaged.Path(), out}).code, 1);
     std::remove(out.c_str());
