@@ -149,9 +149,6 @@ def test_openers_for_paths_file_objects_and_bytes(files, tmp_path):
         with kvmcfio.File.from_bytes(data_like) as f:
             np.testing.assert_array_equal(f.sources["signal"][:], expected)
     np.testing.assert_array_equal(kvmcfio.imread(io.BytesIO(data)), expected)
-    fsspec = pytest.importorskip("fsspec")
-    with fsspec.open(str(path), "rb") as remote:
-        np.testing.assert_array_equal(kvmcfio.imread(remote), expected)
     # A file object's name goes into its errors; bytes take the name they are given.
     bad = tmp_path / "notes.json"
     bad.write_bytes(b'{"frames": 3}\n')
