@@ -1,5 +1,6 @@
 #include "api/FileStreamBuf.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -36,16 +37,32 @@ void TFileStreamBuf::MoveTo(off_type target) {
     }
     detached_ = true;
     detachedPosition_ = target;
+    textEnd_ = -1;
     char* b = buffer_.get();
     setg(b, b, b);
+}
+
+void TFileStreamBuf::TextAhead(unsigned long long bytes) {
+    const off_type at = Position();
+    textEnd_ = bytes > static_cast<unsigned long long>(std::numeric_limits<off_type>::max() - at)
+                   ? std::numeric_limits<off_type>::max()
+                   : at + static_cast<off_type>(bytes);
 }
 
 TFileStreamBuf::int_type TFileStreamBuf::underflow() {
     if (gptr() < egptr()) return traits_type::to_int_type(*gptr());
     const off_type at = Position();
     if (!buffer_) buffer_.reset(new char[capacity_]);
-    bufferLength_ = ReadAt(buffer_.get(), capacity_, at);
+    window_ = at == filledTo_ && window_ > 0 ? std::min(capacity_, 2 * window_) : std::min(capacity_, kFirstFill);
+    std::size_t want = window_;
+    if (textEnd_ >= 0) {
+        // Up to the end of the known text, and past it only the byte asked for.
+        want = at < textEnd_ ? static_cast<std::size_t>(std::min<off_type>(textEnd_ - at, static_cast<off_type>(capacity_)))
+                             : 1;
+    }
+    bufferLength_ = ReadAt(buffer_.get(), want, at);
     bufferStart_ = at;
+    filledTo_ = at + static_cast<off_type>(bufferLength_);
     detached_ = false;
     char* b = buffer_.get();
     setg(b, b, b + bufferLength_);
@@ -53,6 +70,7 @@ TFileStreamBuf::int_type TFileStreamBuf::underflow() {
 }
 
 std::streamsize TFileStreamBuf::xsgetn(char* s, std::streamsize n) {
+    textEnd_ = -1;  // raw bytes: the text has ended
     std::streamsize done = 0;
     while (done < n) {
         const std::streamsize held = egptr() - gptr();

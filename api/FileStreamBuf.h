@@ -15,6 +15,10 @@
 class TFileStreamBuf : public TExposedStreamBuf {
 public:
     static constexpr std::size_t kDefaultBufferSize = std::size_t(1) << 17;
+    // Reading ahead starts with this many bytes and doubles with every fill that
+    // follows the last, up to the buffer's size: a small file's records are read
+    // without the pixels after them, a long series' records at full size.
+    static constexpr std::size_t kFirstFill = std::size_t(1) << 10;
 
     // A path that cannot be opened leaves the buffer closed: every read finds the end.
     explicit TFileStreamBuf(const char* path, std::size_t bufferSize = kDefaultBufferSize);
@@ -25,6 +29,7 @@ public:
     TFileStreamBuf& operator=(const TFileStreamBuf&) = delete;
 
     bool IsOpen() const { return source_ != nullptr; }
+    void TextAhead(unsigned long long bytes) override;
 
 protected:
     int_type underflow() override;
@@ -49,6 +54,11 @@ private:
     // After a seek outside the buffer the get area is empty and this is the position.
     bool detached_ = false;
     off_type detachedPosition_ = 0;
+    // Where the last fill ended, and its size: the next fill from there doubles it.
+    off_type filledTo_ = -1;
+    std::size_t window_ = 0;
+    // Record text is known to reach this far (-1: not known).
+    off_type textEnd_ = -1;
 };
 
 // The stream is not good when the path cannot be opened.

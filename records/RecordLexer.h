@@ -29,6 +29,10 @@ public:
     const char* ReadEnd() const { return egptr(); }
     // p lies within [ReadBegin(), ReadEnd()].
     void ReadTo(const char* p) { setg(eback(), const_cast<char*>(p), egptr()); }
+    // At least `bytes` bytes of record text follow the read position. A buffer that
+    // reads ahead may fill that far, and beyond it only what it is asked for, so the
+    // raw bytes after the text (pixels) are not read with it. A raw read or a seek ends it.
+    virtual void TextAhead(unsigned long long /*bytes*/) {}
 };
 
 namespace RecordLexer {

@@ -124,14 +124,30 @@ int TrailWord() {
     return index;
 }
 
+// The row in slices of a sixteenth of what is left, each after telling the buffer the
+// text that still lies ahead: a slice of numbers of at most 20 digits stays within it.
+template <class T>
+std::istream& ReadInSlices(std::istream& is, T* values, std::size_t n) {
+    std::size_t done = 0;
+    while (done < n && !is.fail()) {
+        const std::size_t left = n - done;
+        TextAhead(is, 2ULL * left);
+        const std::size_t slice = left < 16 ? 1 : left / 16;
+        ReadArray(is, values + done, slice);
+        done += slice;
+    }
+    if (n == 0) ReadArray(is, values, 0);
+    return is;
+}
+
 template <class T>
 std::istream& NamedArray(std::istream& is, const char* name, T* values, std::size_t n) {
     Trail* trail = Following(is);
-    if (!trail || trail->ended || is.fail() || n == 0) return ReadArray(is, values, n);
+    if (!trail || trail->ended || is.fail() || n == 0) return ReadInSlices(is, values, n);
     Field(is, name, 0);
-    if (trail->ended) return ReadArray(is, values, n);  // its first element fails
+    if (trail->ended) return ReadInSlices(is, values, n);  // its first element fails
     const std::streampos start = is.tellg();
-    ReadArray(is, values, n);
+    ReadInSlices(is, values, n);
     if (!is.fail() || start == std::streampos(-1)) return is;
     // Which element failed: read again one at a time, then stand where reading stopped.
     const std::ios::iostate state = is.rdstate();
@@ -168,6 +184,10 @@ std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned int* v
 
 std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned long long* values, std::size_t n) {
     return NamedArray(is, name, values, n);
+}
+
+void TextAhead(std::istream& is, unsigned long long bytes) {
+    if (auto* sb = dynamic_cast<TExposedStreamBuf*>(is.rdbuf())) sb->TextAhead(bytes);
 }
 
 std::istream& Refuse(std::istream& is) {

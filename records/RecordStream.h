@@ -129,9 +129,14 @@ inline unsigned int ReadVersionWord(std::istream& is, unsigned int& high, unsign
 void Mark(std::istream& is, const char* name);
 
 // n numbers in a row named `name`: on a failure the trail names the element that failed.
+// Each number and the separator after it take two bytes at least, which bounds the text
+// still ahead: the buffer is told so as the row is read, and stops at its end.
 std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned int* values, std::size_t n);
 std::istream& ReadNamedArray(std::istream& is, const char* name, unsigned long long* values, std::size_t n);
 
+// At least `bytes` bytes of record text follow where the stream stands (see
+// TExposedStreamBuf::TextAhead); streams that read ahead then stop short of the bytes after it.
+void TextAhead(std::istream& is, unsigned long long bytes);
 // Refuses what was read: the stream fails where it stands.
 std::istream& Refuse(std::istream& is);
 
