@@ -131,7 +131,8 @@ TEST(Check, NamesSourceRecordAndOffset) {
                                              {"field", "time stamp 1"},
                                              {"offset", stamp + 8},
                                              {"expected", "a decimal number, found 'o'"},
-                                             {"text", "background source, image 0, image data record, time stamp 1, " + where}}));
+                                             {"text", "background source, image 0, image data record, "
+                                                      "time stamp 1, " + where}}));
     const std::size_t pixels = kvmcftest::HandTypedSignalPart().size() - kvmcftest::HandTypedPixels().size();
     EXPECT_EQ(entry["sources"][0], (nlohmann::json{{"name", "signal"}, {"state", "intact"}, {"count", 1}, {"frames", 3},
                                                    {"whole_frames", 3}, {"frame_length", 2}, {"data_start", pixels}}));

@@ -58,7 +58,8 @@ TEST(Export, DemoBackgroundPlanesAndTheirOutputNames) {
     // Columns 101-164 by rows 49-80 unbinned; columns 401-528 by rows 137-200 binned 2 x 2.
     ASSERT_EQ(planes.size(), 2u);
     for (unsigned int i = 0; i < 2; ++i)
-        EXPECT_EQ(std::make_tuple(planes[i].columns, planes[i].rows, planes[i].offset), std::make_tuple(64u, 32u, 2048u * i));
+        EXPECT_EQ(std::make_tuple(planes[i].columns, planes[i].rows, planes[i].offset),
+                  std::make_tuple(64u, 32u, 2048u * i));
 
     // Same size, different detector columns: one output each, named by sub-image.
     const auto groups = kvmcftools::PlaneGroups(planes);
@@ -69,13 +70,6 @@ TEST(Export, DemoBackgroundPlanesAndTheirOutputNames) {
 
     // Tracks over the same columns share one output.
     EXPECT_EQ(kvmcftools::PlaneGroups(std::vector<kvmcftools::Plane>(3, planes[0])).size(), 1u);
-
-    // The signal: 20 frames of one spectrum; an unknown or absent source is refused.
-    EXPECT_EQ(kvmcftools::ChooseSource(f, "", &why)->id(), kvmcf::SourceId::Signal);
-    EXPECT_EQ(kvmcftools::ChooseSource(f, "live", &why), nullptr);
-    EXPECT_NE(why.find("no live source"), std::string::npos);
-    EXPECT_EQ(kvmcftools::ChooseSource(f, "dark", &why), nullptr);
-    EXPECT_NE(why.find("unknown source"), std::string::npos);
 }
 
 TEST(Export, BigTiffKeepsPagesContiguous) {

@@ -104,7 +104,8 @@ TEST_F(Refusals, NoOutputEverReplacesItsInputOrAnExistingFile) {
     const std::string soft = Name("soft.csv");
     ASSERT_EQ(::symlink(in.c_str(), soft.c_str()), 0);
     ExpectRefused({"export", in, soft, "--force", "--quiet"}, 1, soft, "is the input");
-    for (const auto& [verb, name] : {std::pair{"export", "hard.tif"}, {"salvage", "hard.mcf"}, {"preview", "hard.png"}}) {
+    for (const auto& [verb, name] :
+         {std::pair{"export", "hard.tif"}, {"salvage", "hard.mcf"}, {"preview", "hard.png"}}) {
         const std::string hard = Name(name);
         ASSERT_EQ(::link(in.c_str(), hard.c_str()), 0);
         ExpectRefused({verb, in, hard, "--force"}, 1, hard, "is the input");
@@ -116,8 +117,9 @@ TEST_F(Refusals, NoOutputEverReplacesItsInputOrAnExistingFile) {
     const std::string mine = "a file of the user's\n";
     const std::string table = Make("table.csv", mine), picture = Make("picture.png", mine),
                       copy = Make("copy.mcf", mine);
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"export", in, table}, {"preview", in, picture},
-                                                  {"salvage", in, copy}, {"--write-demo", copy}}) {
+    const std::vector<std::vector<std::string>> writers = {
+        {"export", in, table}, {"preview", in, picture}, {"salvage", in, copy}, {"--write-demo", copy}};
+    for (const std::vector<std::string>& args : writers) {
         ExpectRefused(args, 1, args.back(), "exists (use --force");
         EXPECT_EQ(Slurp(args.back()), mine);
     }
