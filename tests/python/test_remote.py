@@ -25,8 +25,7 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
     path = series / "a.mcf"
     size = path.stat().st_size
     with kvmcfio.File(path) as f:
-        src = f.sources["signal"]
-        data_start, local = src.data_start, src[137]
+        data_start = f.sources["signal"].data_start
     frame_bytes = 64 * 64 * 4
     trailer = size - data_start - 200 * frame_bytes
     with serving(series) as server:
@@ -36,7 +35,6 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
             frame = f.sources["signal"][137]
             served = server.served["/a.mcf"]
             ranges = [r for _, r in server.requests]
-        np.testing.assert_array_equal(frame, local)
         # Frame 137 is pixels 137 * 4096 .. of the pattern (i mod 65521).
         np.testing.assert_array_equal(frame.ravel(), (137 * 4096 + np.arange(4096)) % 65521)
         # The records: the first 256 KiB block (records and the first pixels) and the
