@@ -53,12 +53,13 @@ TFileStreamBuf::int_type TFileStreamBuf::underflow() {
     if (gptr() < egptr()) return traits_type::to_int_type(*gptr());
     const off_type at = Position();
     if (!buffer_) buffer_.reset(new char[capacity_]);
-    window_ = at == filledTo_ && window_ > 0 ? std::min(capacity_, 2 * window_) : std::min(capacity_, kFirstFill);
-    std::size_t want = window_;
-    if (textEnd_ >= 0) {
-        // Up to the end of the known text, and past it only the byte asked for.
-        want = at < textEnd_ ? static_cast<std::size_t>(std::min<off_type>(textEnd_ - at, static_cast<off_type>(capacity_)))
-                             : 1;
+    std::size_t want = 1;
+    if (textEnd_ < 0) {
+        window_ = at == filledTo_ && window_ > 0 ? std::min(capacity_, 2 * window_) : std::min(capacity_, kFirstFill);
+        want = window_;
+    } else if (at < textEnd_) {
+        // Up to the end of the known text; past it only the byte asked for.
+        want = static_cast<std::size_t>(std::min<off_type>(textEnd_ - at, static_cast<off_type>(capacity_)));
     }
     bufferLength_ = ReadAt(buffer_.get(), want, at);
     bufferStart_ = at;
@@ -70,7 +71,10 @@ TFileStreamBuf::int_type TFileStreamBuf::underflow() {
 }
 
 std::streamsize TFileStreamBuf::xsgetn(char* s, std::streamsize n) {
-    textEnd_ = -1;  // raw bytes: the text has ended
+    if (textEnd_ >= 0) {  // raw bytes: the text has ended, and reading ahead starts again
+        textEnd_ = -1;
+        window_ = 0;
+    }
     std::streamsize done = 0;
     while (done < n) {
         const std::streamsize held = egptr() - gptr();

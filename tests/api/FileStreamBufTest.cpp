@@ -2,9 +2,12 @@
 // position, seeks and tells that agree, reads that stop at the end.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <sstream>
+#include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "api/FileStreamBuf.h"
@@ -87,37 +90,62 @@ TEST(FileStreamBuf, StreamsOverFiles) {
     EXPECT_EQ(value, 7u);
     EXPECT_EQ(static_cast<long long>(missing.tellg()), -1);
 
-    // Number lines read in place through a five-byte buffer, so that numbers cross
-    // refills everywhere, give what formatted extraction gives from a string.
-    std::string text;
-    for (unsigned i = 0; i < 3000; ++i) {
-        char line[48];
-        std::snprintf(line, sizeof line, "%10u\n%20llu\n", i * 2654435761u, i * 0x9E3779B97F4A7C15ull);
-        text += line;
-    }
-    text += "77 5";
-    kvmcftest::TempFile file(text);
+    // Numbers read in place through a five-byte buffer, each crossing a refill; the data
+    // ends in the middle of the last array.
+    kvmcftest::TempFile file(" 4294967295\n18446744073709551615\n  1234567 89\n77 5");
     TFileStreamBuf small(file.Path().c_str(), 5);
     std::istream lexed(&small);
-    std::istringstream formatted(text);
-    std::vector<unsigned int> stamps(3000), refStamps(3000);
-    std::vector<unsigned long long> words(3000), refWords(3000);
-    for (unsigned i = 0; i < 1500; ++i) {
-        RecordStream::Read(lexed, stamps[i]), formatted >> refStamps[i];
-        RecordStream::Read(lexed, words[i]), formatted >> refWords[i];
-    }
-    for (unsigned i = 1500; i < 3000; ++i) {
-        RecordStream::ReadArray(lexed, &stamps[i], 1), formatted >> refStamps[i];
-        RecordStream::ReadArray(lexed, &words[i], 1), formatted >> refWords[i];
-    }
-    EXPECT_EQ(stamps, refStamps);
-    EXPECT_EQ(words, refWords);
-    // The data ends in the middle of the last array.
-    unsigned int tail[3] = {1, 1, 1}, refTail[3] = {1, 1, 1};
+    unsigned int big = 0, pair[2] = {}, tail[3] = {1, 1, 1};
+    unsigned long long word = 0;
+    RecordStream::Read(lexed, big);
+    RecordStream::Read(lexed, word);
+    RecordStream::ReadArray(lexed, pair, 2);
+    EXPECT_EQ(big, 4294967295u);
+    EXPECT_EQ(word, 18446744073709551615ull);
+    EXPECT_EQ(std::vector<unsigned int>(pair, pair + 2), (std::vector<unsigned int>{1234567, 89}));
+    EXPECT_TRUE(lexed.good());
     RecordStream::ReadArray(lexed, tail, 3);
-    for (unsigned int& t : refTail) formatted >> t;
-    EXPECT_TRUE(tail[0] == 77 && tail[1] == 5 && tail[2] == 1);
-    EXPECT_TRUE(refTail[0] == tail[0] && refTail[1] == tail[1] && refTail[2] == tail[2]);
+    EXPECT_EQ(std::vector<unsigned int>(tail, tail + 3), (std::vector<unsigned int>{77, 5, 1}));
     EXPECT_EQ(lexed.rdstate(), std::ios::eofbit | std::ios::failbit);
-    EXPECT_EQ(lexed.rdstate(), formatted.rdstate());
+}
+
+// Reading ahead starts at 1 KiB and doubles while reads run on; a seek starts it
+// again. Told how much record text lies ahead, the buffer reads that far and past
+// it only the byte asked for, until a raw read ends the text.
+TEST(FileStreamBuf, ReadAheadGrowsFromOneKibibyteAndStopsAtTheTextItIsTold) {
+    const std::string bytes = Pattern(20000);
+    std::vector<std::pair<unsigned long long, std::size_t>> reads;
+    auto source = std::make_shared<const TCallbackByteSource>(
+        [&](unsigned long long at, void* out, std::size_t n) {
+            n = std::min<std::size_t>(n, bytes.size() - std::min<std::size_t>(at, bytes.size()));
+            std::memcpy(out, bytes.data() + at, n);
+            reads.emplace_back(at, n);
+            return n;
+        },
+        bytes.size());
+    TFileStream is(source);
+    using Reads = std::vector<std::pair<unsigned long long, std::size_t>>;
+
+    is.ignore(7000);  // 1024 + 2048 + 4096 bytes: the third fill ends at 7168
+    EXPECT_EQ(reads, (Reads{{0, 1024}, {1024, 2048}, {3072, 4096}}));
+    reads.clear();
+    is.seekg(12000);
+    is.get();
+    EXPECT_EQ(reads, (Reads{{12000, 1024}}));
+
+    // 30 bytes of text from 13024, then one byte at a time past them.
+    reads.clear();
+    is.seekg(13024);
+    RecordStream::TextAhead(is, 30);
+    is.ignore(32);
+    // ignore() looks at the byte after the last it takes.
+    EXPECT_EQ(reads, (Reads{{13024, 30}, {13054, 1}, {13055, 1}, {13056, 1}}));
+    EXPECT_EQ(is.tellg(), 13056);
+    // A raw read ends the text: what follows is read ahead from 1 KiB again.
+    reads.clear();
+    char raw[8];
+    is.read(raw, 8);
+    is.get();
+    EXPECT_EQ(std::string(raw, 8), bytes.substr(13056, 8));
+    EXPECT_EQ(reads, (Reads{{13057, 1024}}));
 }

@@ -4,18 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <locale>
 #include <cstring>
 #include <ctime>
+#include <locale>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "api/kvmcfio.h"
 #include "support/RecordTexts.h"
 #include "support/TestFiles.h"
 
-using namespace std::string_literals;
 using kvmcftest::FloatBytes;
 using kvmcftest::TempFile;
 
@@ -61,166 +61,135 @@ protected:
 };
 
 TEST_F(WholeFile, DataStartAndFramesInEveryMode) {
-    for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY}) {
+    for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY})
         for (bool fromBytes : {false, true}) {
+            SCOPED_TRACE(std::to_string(mode) + (fromBytes ? " bytes" : " path"));
             KVMCF_SetFileAccessMode(mode);
             std::string bytes = kFile;
-            if (fromBytes)
-                ASSERT_EQ(KVMCF_ReadFromByteArray(reinterpret_cast<unsigned char*>(&bytes[0]),
-                                                  static_cast<unsigned int>(bytes.size())),
-                          KVMCF_SUCCESS);
-            else
-                ASSERT_EQ(KVMCF_ReadFromFile(file_->CPath()), KVMCF_SUCCESS);
+            ASSERT_EQ(fromBytes ? KVMCF_ReadFromByteArray(reinterpret_cast<unsigned char*>(&bytes[0]),
+                                                          static_cast<unsigned int>(bytes.size()))
+                                : KVMCF_ReadFromFile(file_->CPath()),
+                      KVMCF_SUCCESS);
             long long start = 0;
+            unsigned int size = 0, frames = 0, subs = 0, g[6] = {};
             EXPECT_EQ(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start), KVMCF_SUCCESS);
             EXPECT_EQ(start, static_cast<long long>(kPrefix.size()));
-            unsigned int size = 0, frames = 0, subs = 0;
             EXPECT_EQ(KVMCF_GetFrameSize(KVMCF_SIGNAL, &size), KVMCF_SUCCESS);
             EXPECT_EQ(KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames), KVMCF_SUCCESS);
             EXPECT_EQ(KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs), KVMCF_SUCCESS);
-            EXPECT_EQ(size, 4u);
-            EXPECT_EQ(frames, 2u);
-            EXPECT_EQ(subs, 1u);
-            unsigned int g[6] = {};
+            EXPECT_EQ(std::vector<unsigned int>({size, frames, subs}), (std::vector<unsigned int>{4, 2, 1}));
+            // Left, bottom, right, top, horizontal and vertical binning.
             EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 0, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]),
                       KVMCF_SUCCESS);
             EXPECT_EQ(std::vector<unsigned int>(g, g + 6), (std::vector<unsigned int>{1, 1, 2, 2, 1, 1}));
             EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 1, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]),
                       KVMCF_P2INVALID);
 
-            float frame[4] = {};
+            float frame[4] = {}, all[8] = {};
             EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1, frame, 4), KVMCF_SUCCESS);
             EXPECT_EQ(std::memcmp(frame, kPixels.data() + 16, 16), 0);
             EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 2, frame, 4), KVMCF_P2INVALID);
             EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 0, frame, 3), KVMCF_P4INVALID);
-            float all[8] = {};
             EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_SIGNAL, all, 7), KVMCF_P3INVALID);
             EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_SIGNAL, all, 8), KVMCF_SUCCESS);
             EXPECT_EQ(std::memcmp(all, kPixels.data(), 32), 0);
             KVMCF_CloseFile();
         }
-    }
 }
 
 TEST_F(WholeFile, EveryPropertyHasItsValueAndType) {
-    const unsigned int kByteCode = 1;
-    struct Row {
+    const unsigned int U = KVMCF_TYPE_UINT32, I = KVMCF_TYPE_INT32, F = KVMCF_TYPE_FLOAT, S = KVMCF_TYPE_STRING,
+                       L = KVMCF_TYPE_UINT64, D = KVMCF_TYPE_DOUBLE, B = 1;  // B: a byte
+    const struct {
         const char* name;
         const char* value;
         unsigned int type;
     } rows[] = {
-        {"Type", "11", KVMCF_TYPE_UINT32}, {"Active", "0", KVMCF_TYPE_UINT32},
-        {"Version", "3", KVMCF_TYPE_UINT32},
-        {"Time", "705032708", KVMCF_TYPE_INT32},  // 5000000004 printed as a 32-bit int
-        {"FormattedTime", "Fri Jun 11 08:53:24 2128", KVMCF_TYPE_STRING},
-        {"FileName", "run 77.dat", KVMCF_TYPE_STRING}, {"Temperature", "-5.5", KVMCF_TYPE_FLOAT},
-        {"UnstabalizedTemperature", "-47.5", KVMCF_TYPE_FLOAT}, {"Head", "0", kByteCode},
-        {"HeadModel", "Test head 76", KVMCF_TYPE_STRING}, {"StoreType", "9", kByteCode},
-        {"DataType", "10", kByteCode}, {"SIDisplacement", "58", KVMCF_TYPE_INT32},
-        {"SINumberSubFrames", "59", KVMCF_TYPE_INT32}, {"PixelReadOutTime", "18.5", KVMCF_TYPE_FLOAT},
-        {"TrackHeight", "25", KVMCF_TYPE_INT32}, {"ReadPattern", "4", kByteCode},
-        {"ReadPatternFullName", "Image", KVMCF_TYPE_STRING}, {"ShutterDelay", "7", kByteCode},
-        {"CentreRow", "29", KVMCF_TYPE_INT32}, {"RowOffset", "30", KVMCF_TYPE_INT32},
-        {"Operation", "31", KVMCF_TYPE_INT32}, {"Mode", "32", kByteCode},
-        {"ModeFullName", "Unknown", KVMCF_TYPE_STRING}, {"TriggerSource", "6", kByteCode},
-        {"TriggerSourceFullName", "External Start", KVMCF_TYPE_STRING},
-        {"TriggerLevel", "11.5", KVMCF_TYPE_FLOAT}, {"ExposureTime", "12.25", KVMCF_TYPE_FLOAT},
-        {"Delay", "13.5", KVMCF_TYPE_FLOAT}, {"IntegrationCycleTime", "14.75", KVMCF_TYPE_FLOAT},
-        {"NumberIntegrations", "15", KVMCF_TYPE_INT32}, {"KineticCycleTime", "17.5", KVMCF_TYPE_FLOAT},
-        {"FlipX", "32", KVMCF_TYPE_INT32}, {"FlipY", "33", KVMCF_TYPE_INT32}, {"Clock", "34", KVMCF_TYPE_INT32},
-        {"AClock", "35", KVMCF_TYPE_INT32}, {"IOC", "38", KVMCF_TYPE_INT32},
-        {"Frequency", "39.5", KVMCF_TYPE_FLOAT}, {"NumberPulses", "45", KVMCF_TYPE_INT32},
-        {"InsertionDelay", "37", KVMCF_TYPE_INT32}, {"FrameTransferAcquisitionMode", "46", KVMCF_TYPE_INT32},
-        {"BaselineClamp", "48", KVMCF_TYPE_INT32}, {"PreScan", "49", KVMCF_TYPE_INT32},
-        {"EMRealGain", "50", KVMCF_TYPE_INT32}, {"BaselineOffset", "51", KVMCF_TYPE_INT32},
-        {"SWVersion", "50", KVMCF_TYPE_UINT32},  // the EM gain, as it has always been
-        {"SWVersionEx", "54.55.56.57", KVMCF_TYPE_STRING}, {"MCP", "36", KVMCF_TYPE_INT32},
-        {"Gain", "21", KVMCF_TYPE_INT32}, {"VerticalClockAmp", "40", KVMCF_TYPE_INT32},
-        {"VerticalShiftSpeed", "41.5", KVMCF_TYPE_FLOAT}, {"OutputAmplifier", "42", KVMCF_TYPE_INT32},
-        {"PreAmplifierGain", "43.5", KVMCF_TYPE_FLOAT}, {"Serial", "44", KVMCF_TYPE_INT32},
-        {"DetectorFormatX", "761", KVMCF_TYPE_INT32}, {"DetectorFormatZ", "762", KVMCF_TYPE_INT32},
-        {"NumberImages", "2", KVMCF_TYPE_UINT32}, {"NumberSubImages", "1", KVMCF_TYPE_UINT32},
-        {"ImageHBin", "1", KVMCF_TYPE_INT32}, {"ImageVBin", "1", KVMCF_TYPE_INT32},
-        {"ImageLeft", "1", KVMCF_TYPE_INT32}, {"ImageRight", "2", KVMCF_TYPE_INT32},
-        {"ImageTop", "2", KVMCF_TYPE_INT32}, {"ImageBottom", "1", KVMCF_TYPE_INT32},
-        {"SubImageTop", "2", KVMCF_TYPE_INT32}, {"SubImageRight1", "2", KVMCF_TYPE_INT32},
+        {"Time", "705032708", I},  // 5000000004 printed as a 32-bit int
+        {"Type", "11", U}, {"Active", "0", U}, {"Version", "3", U},
+        {"FormattedTime", "Fri Jun 11 08:53:24 2128", S}, {"FileName", "run 77.dat", S}, {"Temperature", "-5.5", F},
+        {"UnstabalizedTemperature", "-47.5", F}, {"Head", "0", B}, {"HeadModel", "Test head 76", S},
+        {"StoreType", "9", B}, {"DataType", "10", B}, {"SIDisplacement", "58", I}, {"SINumberSubFrames", "59", I},
+        {"PixelReadOutTime", "18.5", F}, {"TrackHeight", "25", I}, {"ReadPattern", "4", B},
+        {"ReadPatternFullName", "Image", S}, {"ShutterDelay", "7", B}, {"CentreRow", "29", I}, {"RowOffset", "30", I},
+        {"Operation", "31", I}, {"Mode", "32", B}, {"ModeFullName", "Unknown", S}, {"TriggerSource", "6", B},
+        {"TriggerSourceFullName", "External Start", S}, {"TriggerLevel", "11.5", F}, {"ExposureTime", "12.25", F},
+        {"Delay", "13.5", F}, {"IntegrationCycleTime", "14.75", F}, {"NumberIntegrations", "15", I},
+        {"KineticCycleTime", "17.5", F}, {"FlipX", "32", I}, {"FlipY", "33", I}, {"Clock", "34", I},
+        {"AClock", "35", I}, {"IOC", "38", I}, {"Frequency", "39.5", F}, {"NumberPulses", "45", I},
+        {"InsertionDelay", "37", I}, {"FrameTransferAcquisitionMode", "46", I}, {"BaselineClamp", "48", I},
+        {"PreScan", "49", I}, {"EMRealGain", "50", I}, {"BaselineOffset", "51", I},
+        {"SWVersion", "50", U},  // the EM gain, as it has always been
+        {"SWVersionEx", "54.55.56.57", S}, {"MCP", "36", I}, {"Gain", "21", I}, {"VerticalClockAmp", "40", I},
+        {"VerticalShiftSpeed", "41.5", F}, {"OutputAmplifier", "42", I}, {"PreAmplifierGain", "43.5", F},
+        {"Serial", "44", I}, {"DetectorFormatX", "761", I}, {"DetectorFormatZ", "762", I}, {"NumberImages", "2", U},
+        {"NumberSubImages", "1", U}, {"ImageHBin", "1", I}, {"ImageVBin", "1", I}, {"ImageLeft", "1", I},
+        {"ImageRight", "2", I}, {"ImageTop", "2", I}, {"ImageBottom", "1", I}, {"SubImageTop", "2", I},
+        {"SubImageRight1", "2", I},
         // Typed as a time stamp: the type query tests "TimeStamp" first.
-        {"HighPrecisionTimeStamp1", "0.0100000", KVMCF_TYPE_UINT32},
-        {"HighPrecisionTimeStamp", "17.5000000", KVMCF_TYPE_UINT32},  // word 0: the kinetic cycle time
-        {"ClockFrequency", "100", KVMCF_TYPE_FLOAT},                   // 1e9 / 10 ns ticks, in MHz
-        {"TimeStamp", "5", KVMCF_TYPE_UINT32}, {"TimeStamp1", "7", KVMCF_TYPE_UINT32},
-        {"Metadata1", "1000000", KVMCF_TYPE_UINT64}, {"Baseline", "60", KVMCF_TYPE_INT32},
-        {"CCDLeft", "1", KVMCF_TYPE_INT32}, {"CCDRight", "4", KVMCF_TYPE_INT32}, {"CCDTop", "2", KVMCF_TYPE_INT32},
-        {"CCDBottom", "1", KVMCF_TYPE_INT32}, {"Sensitivity", "63.5", KVMCF_TYPE_FLOAT},
-        {"DetectionWavelength", "64.5", KVMCF_TYPE_FLOAT}, {"CountConvertMode", "62", KVMCF_TYPE_INT32},
-        {"IsCountConvert", "61", KVMCF_TYPE_UINT32}, {"XAxisType", "Wavelength", KVMCF_TYPE_STRING},
-        {"XAxisUnit", " nm", KVMCF_TYPE_STRING}, {"YAxisType", "Counts", KVMCF_TYPE_STRING},
-        {"YAxisUnit", "", KVMCF_TYPE_STRING}, {"ZAxisType", "Pixel number", KVMCF_TYPE_STRING},
-        {"ZAxisUnit", " ", KVMCF_TYPE_STRING}, {"UserText", "seventy-eight", KVMCF_TYPE_STRING},
-        {"IsPhotonCountingEnabled", "67", KVMCF_TYPE_UINT32}, {"Threshold1", "69.5", KVMCF_TYPE_FLOAT},
-        {"Threshold2", "70.5", KVMCF_TYPE_FLOAT}, {"Threshold3", "71.5", KVMCF_TYPE_FLOAT},
-        {"Threshold4", "72.5", KVMCF_TYPE_FLOAT}, {"NumberThresholds", "68", KVMCF_TYPE_INT32},
-        {"AveragingFilterMode", "73", KVMCF_TYPE_INT32}, {"AveragingFactor", "74", KVMCF_TYPE_INT32},
-        {"FrameCount", "75", KVMCF_TYPE_INT32}, {"NoiseFilter", "65", KVMCF_TYPE_UINT32},
-        {"Threshold", "66.5", KVMCF_TYPE_FLOAT},
+        {"HighPrecisionTimeStamp1", "0.0100000", U},
+        {"HighPrecisionTimeStamp", "17.5000000", U},  // word 0: the kinetic cycle time
+        {"ClockFrequency", "100", F},  // 1e9 / 10 ns ticks, in MHz
+        {"TimeStamp", "5", U}, {"TimeStamp1", "7", U}, {"Metadata1", "1000000", L}, {"Baseline", "60", I},
+        {"CCDLeft", "1", I}, {"CCDRight", "4", I}, {"CCDTop", "2", I}, {"CCDBottom", "1", I},
+        {"Sensitivity", "63.5", F}, {"DetectionWavelength", "64.5", F}, {"CountConvertMode", "62", I},
+        {"IsCountConvert", "61", U}, {"XAxisType", "Wavelength", S}, {"XAxisUnit", " nm", S},
+        {"YAxisType", "Counts", S}, {"YAxisUnit", "", S}, {"ZAxisType", "Pixel number", S}, {"ZAxisUnit", " ", S},
+        {"UserText", "seventy-eight", S}, {"IsPhotonCountingEnabled", "67", U}, {"Threshold1", "69.5", F},
+        {"Threshold2", "70.5", F}, {"Threshold3", "71.5", F}, {"Threshold4", "72.5", F}, {"NumberThresholds", "68", I},
+        {"AveragingFilterMode", "73", I}, {"AveragingFactor", "74", I}, {"FrameCount", "75", I},
+        {"NoiseFilter", "65", U}, {"Threshold", "66.5", F},
         // Intensifier outputs: width is the pair's element 0, delay element 1.
-        {"OutputAEnabled", "1", KVMCF_TYPE_INT32}, {"OutputAWidth", "12", KVMCF_TYPE_UINT64},
-        {"OutputADelay", "11", KVMCF_TYPE_UINT64}, {"OutputAPolarity", "Positive", KVMCF_TYPE_STRING},
-        {"OutputBEnabled", "0", KVMCF_TYPE_INT32}, {"OutputBWidth", "14", KVMCF_TYPE_UINT64},
-        {"OutputBDelay", "13", KVMCF_TYPE_UINT64}, {"OutputBPolarity", "Negative", KVMCF_TYPE_STRING},
-        {"OutputCEnabled", "1", KVMCF_TYPE_INT32}, {"OutputCWidth", "16", KVMCF_TYPE_UINT64},
-        {"OutputCDelay", "15", KVMCF_TYPE_UINT64}, {"OutputCPolarity", "Negative", KVMCF_TYPE_STRING},
-        {"GateMode", "Direct Gate", KVMCF_TYPE_STRING}, {"GateWidth", "6", KVMCF_TYPE_UINT64},
-        {"GateDelay", "5", KVMCF_TYPE_UINT64}, {"GateDelayStep", "0.5", KVMCF_TYPE_DOUBLE},
-        {"GateWidthStep", "0.125", KVMCF_TYPE_DOUBLE},
+        {"OutputAEnabled", "1", I}, {"OutputAWidth", "12", L}, {"OutputADelay", "11", L},
+        {"OutputAPolarity", "Positive", S}, {"OutputBEnabled", "0", I}, {"OutputBWidth", "14", L},
+        {"OutputBDelay", "13", L}, {"OutputBPolarity", "Negative", S}, {"OutputCEnabled", "1", I},
+        {"OutputCWidth", "16", L}, {"OutputCDelay", "15", L}, {"OutputCPolarity", "Negative", S},
+        {"GateMode", "Direct Gate", S}, {"GateWidth", "6", L}, {"GateDelay", "5", L}, {"GateDelayStep", "0.5", D},
+        {"GateWidthStep", "0.125", D},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         EXPECT_EQ(Value(row.name), row.value) << row.name;
         EXPECT_EQ(Type(row.name), row.type) << row.name;
     }
 }
 
 TEST_F(WholeFile, IndexedNamesBuffersAndUnknownNames) {
-    unsigned int code = 0;
-    // Indexes out of range answer 22102 with the value still formatted.
-    EXPECT_EQ(Value("TimeStamp12", &code), "0");
-    EXPECT_EQ(code, KVMCF_P2INVALID);
-    EXPECT_EQ(Value("Metadata2", &code), "0");
-    EXPECT_EQ(code, KVMCF_P2INVALID);
-    EXPECT_EQ(Value("HighPrecisionTimeStamp7", &code), "0.0000000");
-    EXPECT_EQ(code, KVMCF_P2INVALID);
-    // The keyword must start the name.
-    Value("xTimeStamp1", &code);
-    EXPECT_EQ(code, KVMCF_P2INVALID);
-    for (const char* bad : {"SubImageTop0", "SubImageTop2", "SubImageWidth1", "NoSuchName", "head", ""}) {
-        Value(bad, &code);
-        EXPECT_EQ(code, KVMCF_P2INVALID) << bad;
+    // Indexes out of range answer 22102 with the value still formatted; the keyword
+    // must start the name.
+    const struct {
+        const char* name;
+        unsigned int size;
+        const char* value;
+        unsigned int code;
+    } cases[] = {
+        {"TimeStamp12", 256, "0", KVMCF_P2INVALID}, {"Metadata2", 256, "0", KVMCF_P2INVALID},
+        {"HighPrecisionTimeStamp7", 256, "0.0000000", KVMCF_P2INVALID}, {"xTimeStamp1", 256, nullptr, KVMCF_P2INVALID},
+        {"SubImageTop0", 256, nullptr, KVMCF_P2INVALID}, {"SubImageTop2", 256, nullptr, KVMCF_P2INVALID},
+        {"SubImageWidth1", 256, nullptr, KVMCF_P2INVALID}, {"NoSuchName", 256, nullptr, KVMCF_P2INVALID},
+        {"head", 256, nullptr, KVMCF_P2INVALID}, {"", 256, nullptr, KVMCF_P2INVALID},
+        // Bounded output: the last byte is cleared first, truncation is silent.
+        {"HeadModel", 1, "", KVMCF_SUCCESS}, {"HeadModel", 5, "Test", KVMCF_SUCCESS},
+        {"OutputAWidth", 2, "1", KVMCF_SUCCESS},
+        // The user text is fetched with a capacity of size - 1, terminator included.
+        {"UserText", 4, "se", KVMCF_SUCCESS},
+        // Seconds ("0.0100000") are printed with a bound of size - 1, terminator included,
+        // so a buffer of size n gets at most n - 2 characters.
+        {"HighPrecisionTimeStamp1", 1, "", KVMCF_SUCCESS}, {"HighPrecisionTimeStamp1", 2, "", KVMCF_SUCCESS},
+        {"HighPrecisionTimeStamp1", 4, "0.", KVMCF_SUCCESS}, {"HighPrecisionTimeStamp1", 10, "0.010000", KVMCF_SUCCESS},
+        {"HighPrecisionTimeStamp1", 11, "0.0100000", KVMCF_SUCCESS},
+    };
+    for (const auto& c : cases) {
+        unsigned int code = 0;
+        const std::string value = Value(c.name, &code, c.size);
+        EXPECT_EQ(code, c.code) << c.name << " " << c.size;
+        if (c.value) {
+            EXPECT_EQ(value, c.value) << c.name << " " << c.size;
+        }
     }
     KVMCF_PropertyType type = KVMCF_TYPE_STRING;
     EXPECT_EQ(KVMCF_GetPropertyType(KVMCF_SIGNAL, "NoSuchName", &type), KVMCF_P2INVALID);
-    EXPECT_EQ(KVMCF_GetPropertyType(KVMCF_SIGNAL, "SubImageLeft", &type), KVMCF_SUCCESS);
-    EXPECT_EQ(type, KVMCF_TYPE_INT32);
-    EXPECT_EQ(KVMCF_GetPropertyType(KVMCF_SIGNAL, "XClockFrequency", &type), KVMCF_SUCCESS);
-    EXPECT_EQ(type, KVMCF_TYPE_FLOAT);
-
-    // Bounded output: the last byte is cleared first, truncation is silent.
-    EXPECT_EQ(Value("HeadModel", &code, 1), "");
-    EXPECT_EQ(code, KVMCF_SUCCESS);
-    EXPECT_EQ(Value("HeadModel", &code, 5), "Test");
-    EXPECT_EQ(code, KVMCF_SUCCESS);
-    EXPECT_EQ(Value("OutputAWidth", &code, 2), "1");
-    // The user text is fetched with a capacity of size - 1, terminator included.
-    EXPECT_EQ(Value("UserText", &code, 4), "se");
-    // Seconds ("0.0100000", 9 characters) are printed with a bound of size - 1, terminator
-    // included, so a buffer of size n gets at most n - 2 characters.
-    const struct {
-        unsigned int size;
-        const char* text;
-    } seconds[] = {{1, ""}, {2, ""}, {4, "0."}, {10, "0.010000"}, {11, "0.0100000"}};
-    for (const auto& s : seconds) {
-        EXPECT_EQ(Value("HighPrecisionTimeStamp1", &code, s.size), s.text) << s.size;
-        EXPECT_EQ(code, KVMCF_SUCCESS);
-    }
+    EXPECT_EQ(Type("SubImageLeft"), KVMCF_TYPE_INT32);
+    EXPECT_EQ(Type("XClockFrequency"), KVMCF_TYPE_FLOAT);
     char kept[4] = {'a', 'b', 'c', 'd'};
     EXPECT_EQ(KVMCF_GetPropertyValue(KVMCF_SIGNAL, "Nope", kept, 4), KVMCF_P2INVALID);
     EXPECT_STREQ(kept, "abc");
@@ -243,32 +212,38 @@ TEST_F(WholeFile, HostLocaleDoesNotChangeReading) {
 
 TEST_F(WholeFile, IntensifiedHeadsReportTheIntensifierRecord) {
     KVMCF_CloseFile();
-    TempFile gelta(kMagic + "1\n" + Image("Gelta head 7") + kPixels +
-                   "0\n0\n0\n0\n");
+    TempFile gelta(kMagic + "1\n" + Image("Gelta head 7") + kPixels + "0\n0\n0\n0\n");
     ASSERT_EQ(KVMCF_ReadFromFile(gelta.CPath()), KVMCF_SUCCESS);
-    EXPECT_EQ(Value("IOC"), "1");
-    EXPECT_EQ(Value("Frequency"), "1.42857e+11");  // 1e12 / 7 ps in float
-    EXPECT_EQ(Value("NumberPulses"), "8");
-    EXPECT_EQ(Value("InsertionDelay"), "4");
-    EXPECT_EQ(Value("MCP"), "1");
-    EXPECT_EQ(Value("Gain"), "3");
+    // Frequency: 1e12 / 7 ps in float.
+    for (const auto& [name, value] : {std::pair{"IOC", "1"}, {"Frequency", "1.42857e+11"}, {"NumberPulses", "8"},
+                                      {"InsertionDelay", "4"}, {"MCP", "1"}, {"Gain", "3"}})
+        EXPECT_EQ(Value(name), value) << name;
 }
 
 TEST_F(WholeFile, PixelCalibrationAndVersions) {
-    double value = 0;
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_X, 3, &value), KVMCF_SUCCESS);
-    EXPECT_DOUBLE_EQ(value, 500.375);
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_Z, 2, &value), KVMCF_SUCCESS);
-    EXPECT_DOUBLE_EQ(value, 2.0);
-    // Y is bounded by the columns: 3 is no row, but it is a column.
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_Y, 3, &value), KVMCF_SUCCESS);
-    EXPECT_DOUBLE_EQ(value, 3.0);
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_Y, 0, &value), KVMCF_P3INVALID);
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_X, 5, &value), KVMCF_P3INVALID);
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_Z, 3, &value), KVMCF_P3INVALID);
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, static_cast<KVMCF_CalibrationAxis>(0x40000003), 1, &value),
-              KVMCF_P2INVALID);
-    EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_BACKGROUND, KVMCF_AXIS_X, 1, &value), KVMCF_NOT_PRESENT);
+    // X: 500 + 0.125 p over columns 1..4; Y is bounded by the columns too (3 is no row
+    // but a column); Z by the rows.
+    const struct {
+        KVMCF_DataSource source;
+        int axis, pixel;
+        unsigned int code;
+        double value;
+    } cases[] = {{KVMCF_SIGNAL, KVMCF_AXIS_X, 3, KVMCF_SUCCESS, 500.375},
+                 {KVMCF_SIGNAL, KVMCF_AXIS_Z, 2, KVMCF_SUCCESS, 2},
+                 {KVMCF_SIGNAL, KVMCF_AXIS_Y, 3, KVMCF_SUCCESS, 3},
+                 {KVMCF_SIGNAL, KVMCF_AXIS_Y, 0, KVMCF_P3INVALID, 0},
+                 {KVMCF_SIGNAL, KVMCF_AXIS_X, 5, KVMCF_P3INVALID, 0},
+                 {KVMCF_SIGNAL, KVMCF_AXIS_Z, 3, KVMCF_P3INVALID, 0},
+                 {KVMCF_SIGNAL, 0x40000003, 1, KVMCF_P2INVALID, 0},
+                 {KVMCF_BACKGROUND, KVMCF_AXIS_X, 1, KVMCF_NOT_PRESENT, 0}};
+    for (const auto& c : cases) {
+        double value = 0;
+        const auto axis = static_cast<KVMCF_CalibrationAxis>(c.axis);
+        EXPECT_EQ(KVMCF_GetPixelCalibration(c.source, axis, c.pixel, &value), c.code) << c.axis << " " << c.pixel;
+        if (c.code == KVMCF_SUCCESS) {
+            EXPECT_DOUBLE_EQ(value, c.value) << c.axis << " " << c.pixel;
+        }
+    }
 
     // Only a background source: it answers for the versions.
     KVMCF_CloseFile();
@@ -284,9 +259,9 @@ TEST_F(WholeFile, PixelCalibrationAndVersions) {
     for (const auto& v : versions) {
         unsigned int high = 0, low = 0;
         EXPECT_EQ(KVMCF_GetStructureVersion(v.element, &high, &low), KVMCF_SUCCESS);
-        EXPECT_EQ(high, v.high);
-        EXPECT_EQ(low, v.low);
+        EXPECT_EQ(std::make_pair(high, low), std::make_pair(v.high, v.low)) << v.element;
     }
+    double value = 0;
     EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_BACKGROUND, KVMCF_AXIS_X, 4, &value), KVMCF_SUCCESS);
     EXPECT_DOUBLE_EQ(value, 500.5);
     EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, KVMCF_AXIS_X, 4, &value), KVMCF_NOT_PRESENT);

@@ -3,15 +3,8 @@
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include "api/kvmcfio.h"
-
-typedef unsigned int (*IsLoadedFn)(int*);
-typedef unsigned int (*ReadFromFileFn)(char*);
-typedef unsigned int (*CloseFileFn)(void);
-typedef unsigned int (*IsPresentFn)(KVMCF_DataSource, int*);
-typedef unsigned int (*SetModeFn)(KVMCF_ReadMode);
 
 static int failures = 0;
 
@@ -22,16 +15,17 @@ static void expect(int ok, const char* what) {
     }
 }
 
+/* Object pointers cannot be cast to function pointers in ISO C: copy the bits. */
+#define RESOLVE(lib, fn, name) (*(void**)(&fn) = dlsym(lib, name))
+
 int main(int argc, char** argv) {
     void* lib;
-    IsLoadedFn isLoaded;
-    ReadFromFileFn readFromFile;
-    CloseFileFn closeFile;
-    IsPresentFn isPresent;
-    SetModeFn setMode;
-    int loaded = -1;
-    int present = -1;
-    char path[512];
+    unsigned int (*isLoaded)(int*) = NULL;
+    unsigned int (*readFromFile)(char*) = NULL;
+    unsigned int (*isPresent)(KVMCF_DataSource, int*) = NULL;
+    unsigned int (*setMode)(KVMCF_ReadMode) = NULL;
+    int loaded = -1, present = -1;
+    char path[] = "dlopen_client_demo.mcf";
     char command[1200];
 
     if (argc < 3) {
@@ -43,12 +37,10 @@ int main(int argc, char** argv) {
         fprintf(stderr, "dlopen: %s\n", dlerror());
         return 1;
     }
-    *(void**)(&isLoaded) = dlsym(lib, "KVMCF_IsLoaded");
-    *(void**)(&readFromFile) = dlsym(lib, "KVMCF_ReadFromFile");
-    *(void**)(&closeFile) = dlsym(lib, "KVMCF_CloseFile");
-    *(void**)(&isPresent) = dlsym(lib, "KVMCF_IsDataSourcePresent");
-    *(void**)(&setMode) = dlsym(lib, "KVMCF_SetFileAccessMode");
-    expect(isLoaded && readFromFile && closeFile && isPresent && setMode, "all functions resolve");
+    expect(RESOLVE(lib, isLoaded, "KVMCF_IsLoaded") && RESOLVE(lib, readFromFile, "KVMCF_ReadFromFile") &&
+               dlsym(lib, "KVMCF_CloseFile") && RESOLVE(lib, isPresent, "KVMCF_IsDataSourcePresent") &&
+               RESOLVE(lib, setMode, "KVMCF_SetFileAccessMode"),
+           "all functions resolve");
     expect(dlsym(lib, "InitialiseLibrary") == NULL, "internal functions stay hidden");
     if (failures) return 1;
 
@@ -57,8 +49,7 @@ int main(int argc, char** argv) {
     expect(isPresent(KVMCF_SIGNAL, &present) == KVMCF_NOT_LOADED, "22004 with nothing loaded");
     expect(setMode((KVMCF_ReadMode)0x40000002) == KVMCF_P1INVALID, "bad mode rejected");
 
-    snprintf(path, sizeof path, "dlopen_client_demo.mcf");
-    snprintf(command, sizeof command, "cd . && \"%s\" --write-demo %s > /dev/null", argv[2], path);
+    snprintf(command, sizeof command, "\"%s\" --write-demo %s > /dev/null", argv[2], path);
     expect(system(command) == 0, "the tool writes the demo file");
     expect(readFromFile(path) == KVMCF_SUCCESS, "demo file opens");
     expect(isLoaded(&loaded) == KVMCF_SUCCESS && loaded == 1, "loaded after open");
@@ -67,9 +58,8 @@ int main(int argc, char** argv) {
     /* Unloading with a file open frees it; reloading starts empty. */
     dlclose(lib);
     lib = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    expect(lib != NULL, "reload");
-    if (lib) {
-        *(void**)(&isLoaded) = dlsym(lib, "KVMCF_IsLoaded");
+    expect(lib != NULL && RESOLVE(lib, isLoaded, "KVMCF_IsLoaded"), "reload");
+    if (lib && isLoaded) {
         loaded = -1;
         expect(isLoaded(&loaded) == KVMCF_SUCCESS && loaded == 0, "nothing loaded after reload");
         dlclose(lib);

@@ -24,6 +24,8 @@ std::string RecordHead(const char* version, const std::string& padding = "") {
 
 const std::string kPixels = FloatBytes({1, 2, 3, 4, -1.5f, 0, 1e6f, 0.25f});
 
+using Words = std::vector<unsigned long long>;
+
 }  // namespace
 
 TEST(ImageDataRecord, ReadsEveryLayout) {
@@ -46,22 +48,20 @@ TEST(ImageDataRecord, ReadsEveryLayout) {
         {RecordHead("131072"), 2, 0, 5, 7, 0, 0, 70},  // a later major has no flag line
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
         std::istringstream is(c.text + kPixels + "TAIL");
         TKavriImage image;
         is >> image;
-        ASSERT_FALSE(is.fail()) << c.text;
-        EXPECT_EQ(image.GetKavriImageVersionHigh(), c.high);
-        EXPECT_EQ(image.GetKavriImageVersionLow(), c.low);
+        ASSERT_FALSE(is.fail());
+        EXPECT_EQ(Words({image.GetKavriImageVersionHigh(), image.GetKavriImageVersionLow(), image.GetNumberImages(),
+                         image.GetTimeStamp(0), image.GetTimeStamp(1)}),
+                  Words({c.high, c.low, 2, c.stamp0, c.stamp1}));
         EXPECT_TRUE((image.GetDetectorRect() == LONG_RECT{1, 256, 1024, 1}));
-        EXPECT_EQ(image.GetNumberImages(), 2u);
         ASSERT_NE(image.GetSubImages(), nullptr);
         EXPECT_EQ(image.GetSubImages()[0], TSubImage(1, 2, 2, 1, 1, 1));
-        EXPECT_EQ(image.GetTimeStamp(0), c.stamp0) << c.text;
-        EXPECT_EQ(image.GetTimeStamp(1), c.stamp1) << c.text;
-        EXPECT_EQ(image.GetMetaData(), c.flag) << c.text;
-        EXPECT_EQ(image.GetMetaDataWord(0), c.flag ? 9u : 0u) << c.text;
-        EXPECT_EQ(image.GetMetaDataWord(1), c.word1) << c.text;
-        EXPECT_EQ(image.GetDataStartOffset(), c.start) << c.text;
+        EXPECT_EQ(image.GetMetaData(), c.flag);
+        EXPECT_EQ(Words({image.GetMetaDataWord(0), image.GetMetaDataWord(1)}), Words({c.flag ? 9u : 0u, c.word1}));
+        EXPECT_EQ(image.GetDataStartOffset(), c.start);
         const float* f2 = image.ObtainReadImagePtr(2);
         ASSERT_NE(f2, nullptr);
         EXPECT_EQ(std::vector<float>(f2, f2 + 4), (std::vector<float>{-1.5f, 0, 1e6f, 0.25f}));
@@ -73,28 +73,22 @@ TEST(ImageDataRecord, ReadsEveryLayout) {
 }
 
 TEST(ImageDataRecord, PixelBlockSkippedOrLeftAlone) {
-    // Header only: 3 frames of 1024 pixels are passed over by exactly 3 x 4096 bytes.
+    // Header only: 3 frames of 1024 pixels are passed over by exactly 3 x 4096 bytes,
+    // and nothing is stored. Spooled pixels live elsewhere: the stream ends with the record.
     const std::string head = "65541 0 0 0 0 3 1 3072 1024\n65538 1 1024 1024 1 1 1 0\n1\n2\n3\n0\n";
-    {
-        std::istringstream is(head + std::string(3 * 4096, '\x7f') + "TAIL");
+    for (bool spooled : {false, true}) {
+        std::istringstream is(spooled ? head : head + std::string(3 * 4096, '\x7f') + "TAIL");
         TKavriImage image;
-        image.SetHeaderOnly(true);
+        image.SetHeaderOnly(!spooled);
+        image.SetSpooledDAT(spooled);
+        image.SetSpoolMode(spooled);
         is >> image;
-        ASSERT_FALSE(is.fail());
+        ASSERT_FALSE(is.fail()) << spooled;
         EXPECT_EQ(image.GetDataStartOffset(), static_cast<long long>(head.size()));
+        if (spooled) continue;
         EXPECT_EQ(static_cast<long long>(is.tellg()), image.GetDataStartOffset() + 3 * 4096);
-        EXPECT_EQ(image.ObtainReadImagePtr(1), nullptr);  // nothing stored
+        EXPECT_EQ(image.ObtainReadImagePtr(1), nullptr);
         EXPECT_EQ(image.GetNumberImages(), 3u);
-    }
-    // Spooled pixels live elsewhere: the stream ends with the record.
-    {
-        std::istringstream is(head);
-        TKavriImage image;
-        image.SetSpooledDAT(true);
-        image.SetSpoolMode(true);
-        is >> image;
-        EXPECT_FALSE(is.fail());
-        EXPECT_EQ(image.GetDataStartOffset(), static_cast<long long>(head.size()));
     }
 }
 
@@ -105,26 +99,22 @@ TEST(ImageDataRecord, RefusesCountsTheStreamCannotHold) {
         "65541 0 0 0 0 65536 0 0 65536\n",              // 2^32 pixels: wraps to 0 in 32 bits
         "65541 0 0 0 0 0 268435456 0 0\n",              // 2^28 sub-images
     };
-    for (const char* text : bad) {
+    for (const char* text : bad)
         for (bool headerOnly : {false, true}) {
             std::istringstream is(text);
             TKavriImage image;
             image.SetHeaderOnly(headerOnly);
             is >> image;
-            EXPECT_TRUE(is.fail()) << text;
-            EXPECT_EQ(image.GetNumberImages(), 0u) << text;
-            EXPECT_EQ(image.GetSubImages(), nullptr) << text;
+            EXPECT_TRUE(is.fail() && image.GetNumberImages() == 0 && image.GetSubImages() == nullptr) << text;
         }
-    }
     // A frame of 2 pixels reads when complete and fails one byte short.
     const std::string frame = std::string("65541 0 0 0 0 1 0 0 2\n1\n0\n") + FloatBytes({1, 2});
-    std::istringstream whole(frame);
-    std::istringstream shortOne(frame.substr(0, frame.size() - 1));
-    TKavriImage a, b;
-    whole >> a;
-    shortOne >> b;
-    EXPECT_FALSE(whole.fail());
-    EXPECT_TRUE(shortOne.fail());
+    for (std::size_t cut : {0, 1}) {
+        std::istringstream is(frame.substr(0, frame.size() - cut));
+        TKavriImage image;
+        is >> image;
+        EXPECT_EQ(is.fail(), cut == 1);
+    }
 
     // Corrupt geometry reads, and offsets past the frame give no sub-image pointer.
     std::istringstream corrupt("65541 0 0 0 0 1 2 0 2\n65538 1 1 2 1 0 0 0\n65538 1 1 2 1 0 0 2\n1\n0\n" +
@@ -142,27 +132,24 @@ TEST(ImageDataRecord, ConstructorLaysOutSubImages) {
     const TSubImage subs[3] = {TSubImage(1, 1, 1023, 1, 1, 2), TSubImage(1, 4, 4, 1, 2, 2),
                                TSubImage(1, 3, 3, 1, 2, 2)};
     TKavriImage image(TKavriRect(1, 256, 1024, 1), 3, subs, 2, false, true, DataStore::Int32);
-    EXPECT_EQ(image.GetSubImageOffset(1), 511u);
-    EXPECT_EQ(image.GetSubImageOffset(2), 515u);
-    EXPECT_EQ(image.GetDataLength(), 517u);
-    EXPECT_EQ(image.GetTotalLength(), 1034u);
+    // 1022 / 2 = 511, then 4 x 4 / 4 = 4, then 3 x 3 / 4 = 2 pixels; frames created zeroed.
+    EXPECT_EQ(Words({image.GetSubImageOffset(1), image.GetSubImageOffset(2), image.GetDataLength(),
+                     image.GetTotalLength(), image.GetTimeStamp(1)}),
+              Words({511, 515, 517, 1034, 0}));
     EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetType(), DataStore::Int32);
-    EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetAsInt(516), 0);  // zeroed
-    EXPECT_EQ(image.GetTimeStamp(1), 0u);
+    EXPECT_EQ(image.GetFrame(2)->GetDataStore()->GetAsInt(516), 0);
 
     // A copy clones each frame with its pixel type; a spooled source gives one frame.
     image.SetTimeStamp(1, 42);
     image.GetFrame(2)->GetDataStore()->SetAsInt(3, -9);
     TKavriImage copy(image);
-    EXPECT_EQ(copy.GetNumberImages(), 2u);
-    EXPECT_EQ(copy.GetTimeStamp(1), 42u);
+    EXPECT_EQ(Words({copy.GetNumberImages(), copy.GetTimeStamp(1)}), Words({2, 42}));
     EXPECT_EQ(copy.GetFrame(2)->GetDataStore()->GetAsInt(3), -9);
     EXPECT_EQ(copy.GetFrame(2)->GetDataStore()->GetType(), DataStore::Int32);
     TKavriImage spooled(TKavriRect(), 1, subs, 5, true, true, DataStore::UnsignedShort);
     spooled.GetFrame(1)->GetDataStore()->SetAsInt(510, 7);
     TKavriImage spooledCopy(spooled);
-    EXPECT_EQ(spooled.GetNumberStoredFrames(), 1u);
-    EXPECT_EQ(spooledCopy.GetNumberImages(), 1u);
+    EXPECT_EQ(Words({spooled.GetNumberStoredFrames(), spooledCopy.GetNumberImages()}), Words({1, 1}));
     EXPECT_EQ(spooledCopy.GetFrame(1)->GetDataStore()->GetType(), DataStore::Float);
     EXPECT_EQ(spooledCopy.GetFrame(1)->GetDataStore()->GetAsFloat(510), 7.0f);
 
@@ -196,17 +183,14 @@ TEST(ImageDataRecord, RoundTripPadsToTarget) {
         ss.seekg(6);
         ss >> in;
         ASSERT_FALSE(ss.fail());
-        EXPECT_EQ(in.GetDataStartOffset(), 2048);
-        EXPECT_EQ(in.GetNumberSubImages(), 2u);
+        EXPECT_EQ(Words({static_cast<unsigned long long>(in.GetDataStartOffset()), in.GetNumberSubImages(),
+                         in.GetSubImageOffset(1), in.GetTimeStamp(2), in.GetMetaDataWord(2)}),
+                  Words({2048, 2, 6, 4000000002u, flag ? 1ULL << 42 : 0u}));
         EXPECT_EQ(in.GetSubImages()[1], subs[1]);
-        EXPECT_EQ(in.GetSubImageOffset(1), 6u);
         EXPECT_EQ(in.GetMetaData(), flag);
-        EXPECT_EQ(in.GetTimeStamp(2), 4000000002u);
-        EXPECT_EQ(in.GetMetaDataWord(2), flag ? 1ULL << 42 : 0u);
         const float* f3 = in.ObtainReadImagePtr(3);
         ASSERT_NE(f3, nullptr);
-        EXPECT_EQ(f3[7], 60002.0f);
-        EXPECT_EQ(f3[0], 0.0f);
+        EXPECT_EQ(std::vector<float>({f3[0], f3[7]}), std::vector<float>({0, 60002}));
         in.ReleaseImagePtr(3);
     }
     // No padding is written when the target already lies behind.

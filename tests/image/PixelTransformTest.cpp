@@ -2,6 +2,7 @@
 // and point functions, with the values worked out by hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <initializer_list>
@@ -12,16 +13,19 @@
 
 namespace {
 
-// A series of `frames` frames of one strip of `pixels` unbinned pixels.
+// A series of `frames` frames of one strip of `pixels` unbinned pixels, or of the
+// given sub-images.
 struct Series {
     TSubImage strip;
     TKavriImage image;
     Series(unsigned int frames, int pixels)
         : strip(1, 1, pixels, 1, 1, 1), image(TKavriRect(1, 1, pixels, 1), 1, &strip, frames, false, true, DataStore::Float) {}
+    Series(unsigned int frames, const TSubImage (&subs)[2])
+        : image(TKavriRect(1, 6, 6, 1), 2, subs, frames, false, true, DataStore::Float) {}
 
-    void Fill(unsigned int frame, std::initializer_list<float> values) {
-        float* p = image.ObtainWriteImagePtr(frame);
-        for (float v : values) *p++ = v;
+    void Fill(unsigned int frame, std::initializer_list<float> values) { Fill(frame, std::vector<float>(values)); }
+    void Fill(unsigned int frame, const std::vector<float>& values) {
+        std::copy(values.begin(), values.end(), image.ObtainWriteImagePtr(frame));
     }
     std::vector<float> Frame(unsigned int frame) {
         const float* p = image.ObtainReadImagePtr(frame);
@@ -171,19 +175,11 @@ TEST(PixelTransform, PointFunctions) {
 
     // Lower region 4 stored pixels at offset 0, upper 12 at offset 4; all hold 16.
     const TSubImage layout[2] = {TSubImage(1, 2, 4, 1, 1, 2), TSubImage(1, 6, 6, 3, 2, 1)};
-    TKavriImage image(TKavriRect(1, 6, 6, 1), 2, layout, 2, false, true, DataStore::Float);
-    auto fill = [&](unsigned int frame) {
-        float* p = image.ObtainWriteImagePtr(frame);
-        for (int i = 0; i < 16; ++i) p[i] = 16;
-    };
-    auto frame = [&](unsigned int n) {
-        const float* p = image.ObtainReadImagePtr(n);
-        V out(p, p + 16);
-        image.ReleaseImagePtr(n);
-        return out;
-    };
-    fill(1);
-    fill(2);
+    Series s(2, layout);
+    TKavriImage& image = s.image;
+    auto frame = [&](unsigned int n) { return s.Frame(n); };
+    s.Fill(1, V(16, 16));
+    s.Fill(2, V(16, 16));
     // Region 1 counts its pixels from the entry after it: 12, from offset 0.
     image.Sqrt(1, 1);
     EXPECT_EQ(frame(1), (V{4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 16, 16, 16, 16}));
