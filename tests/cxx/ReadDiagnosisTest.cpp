@@ -16,7 +16,6 @@ using ReadDiagnosis::Part;
 
 namespace {
 
-const std::string kCalibration = kvmcftest::HandTypedCalibration();
 const std::string kPixels = kvmcftest::HandTypedPixels();
 const std::string kSignal = kvmcftest::HandTypedSignalPart();
 const std::string kFile = kvmcftest::HandTypedFile();
@@ -28,11 +27,9 @@ ReadDiagnosis::Diagnosis Diagnose(const std::string& bytes) {
 void ExpectStop(const std::string& bytes, int source, Part part, const std::string& field, long long offset,
                 const std::string& expected) {
     const ReadDiagnosis::Diagnosis d = Diagnose(bytes);
-    EXPECT_FALSE(d.stop.intact);
-    EXPECT_EQ(d.stop.source, source);
-    EXPECT_EQ(d.stop.part, part) << d.Describe();
-    EXPECT_EQ(d.stop.field, field) << d.Describe();
-    EXPECT_EQ(d.stop.offset, offset) << d.Describe();
+    EXPECT_EQ(std::tie(d.stop.intact, d.stop.source, d.stop.part, d.stop.field, d.stop.offset),
+              std::make_tuple(false, source, part, field, offset))
+        << d.Describe();
     EXPECT_NE(d.stop.expected.find(expected), std::string::npos) << d.Describe();
 }
 
@@ -40,13 +37,10 @@ void ExpectStop(const std::string& bytes, int source, Part part, const std::stri
 
 TEST(ReadDiagnosis, IntactFileCountsEverySourceAndFrame) {
     const ReadDiagnosis::Diagnosis d = Diagnose(kFile);
-    ASSERT_TRUE(d.stop.intact) << d.Describe();
+    EXPECT_TRUE(d.stop.intact && d.formatKnown);
     EXPECT_EQ(d.Describe(), "intact");
-    EXPECT_TRUE(d.formatKnown);
-    for (int s = 0; s < 5; ++s) {
-        EXPECT_EQ(d.sources[s].count, s == 0 || s == 2 ? 1 : 0);
-        EXPECT_TRUE(d.sources[s].intact);
-    }
+    for (int s = 0; s < 5; ++s)
+        EXPECT_EQ(std::make_pair(d.sources[s].count, d.sources[s].intact), std::make_pair(s == 0 || s == 2 ? 1 : 0, true));
     EXPECT_EQ(std::make_tuple(d.sources[0].frames, d.sources[0].wholeFrames, d.sources[0].frameLength),
               std::make_tuple(3u, 3u, 2u));
     EXPECT_EQ(d.sources[0].dataStart, static_cast<long long>(kSignal.size() - kPixels.size()));
@@ -55,23 +49,19 @@ TEST(ReadDiagnosis, IntactFileCountsEverySourceAndFrame) {
 
     // An unknown magic line opens with no sources: nothing is damaged.
     const ReadDiagnosis::Diagnosis other = Diagnose("Some Other File\n65538\n1\n");
-    EXPECT_TRUE(other.stop.intact);
-    EXPECT_FALSE(other.formatKnown);
+    EXPECT_TRUE(other.stop.intact && !other.formatKnown);
 }
 
 // The whole frames a short pixel block still holds, counted from the open's stop.
 TEST(ReadDiagnosis, ShortPixelBlockKeepsItsWholeFrames) {
     const long long backgroundPixels = static_cast<long long>(kFile.size() - 4 - kPixels.size());
     const std::string cut = kFile.substr(0, static_cast<std::size_t>(backgroundPixels) + 8 + 5);
-    ExpectStop(cut, 2, Part::PixelBlock, "frame 1", backgroundPixels + 8, "8 bytes of frame 1 (3 frames, from 0), found 5");
     const ReadDiagnosis::Diagnosis d = Diagnose(cut);
     EXPECT_EQ(d.Describe(), "background source, image 0, pixel block, frame 1, byte " +
                                 std::to_string(backgroundPixels + 8) + ": expected 8 bytes of frame 1 (3 frames, from 0), found 5");
-    EXPECT_TRUE(d.sources[0].intact);
-    EXPECT_EQ(d.sources[0].wholeFrames, 3u);
-    EXPECT_FALSE(d.sources[2].intact);
-    EXPECT_EQ(d.sources[2].wholeFrames, 1u);
-    EXPECT_EQ(d.sources[2].frames, 3u);
+    EXPECT_EQ(std::make_tuple(d.sources[0].intact, d.sources[0].wholeFrames, d.sources[2].intact,
+                              d.sources[2].wholeFrames, d.sources[2].frames),
+              std::make_tuple(true, 3u, false, 1u, 3u));
     kvmcftest::TempFile disk(cut);
     EXPECT_EQ(KVMCF_ReadFromFile(disk.CPath()), KVMCF_FORMAT_ERROR);
     KVMCF_CloseFile();
@@ -81,14 +71,12 @@ TEST(ReadDiagnosis, ShortPixelBlockKeepsItsWholeFrames) {
     word[third + 19] = 'z';
     EXPECT_EQ(Diagnose(word).Describe(), "background source, image 0, image data record, metadata word 2, byte " +
                                              std::to_string(third + 19) + ": expected a decimal number, found 'z'");
-    const std::string fine = kFile + "<x/>" + "\x04\x00\x00\x00\x00\x00\x00\x00"s + "MCFX";
-    EXPECT_TRUE(Diagnose(fine).hasExtension);
-    EXPECT_EQ(Diagnose(fine).extensionOffset, static_cast<long long>(kFile.size()));
+    const ReadDiagnosis::Diagnosis fine = Diagnose(kFile + "<x/>" + "\x04\x00\x00\x00\x00\x00\x00\x00"s + "MCFX");
+    EXPECT_TRUE(fine.hasExtension && fine.extensionOffset == static_cast<long long>(kFile.size()));
 }
 
 TEST(ReadDiagnosis, FileHeaderFaults) {
     ExpectStop("", -1, Part::FileHeader, "magic line", 0, "magic line");
     const ReadDiagnosis::Diagnosis missing = ReadDiagnosis::DiagnoseFile("/nonexistent/file.mcf");
-    EXPECT_FALSE(missing.stop.intact);
-    EXPECT_EQ(missing.stop.expected, "a readable file");
+    EXPECT_TRUE(!missing.stop.intact && missing.stop.expected == "a readable file");
 }

@@ -9,7 +9,6 @@ import numpy as np
 import pytest
 
 SIGNAL, BACKGROUND = 0x40000000, 0x40000002
-AXIS_X, AXIS_Z = 0x40000000, 0x40000002
 SUCCESS = 22002
 TYPE_NAMES = {0x40000002: "int32", 0x40000003: "uint32", 0x40000005: "uint64", 0x40000006: "float",
               0x40000007: "double", 0x40000008: "string", 1: "byte"}
@@ -56,9 +55,7 @@ class CReference:
         u, p = ctypes.c_uint, ctypes.POINTER
         self.lib.KVMCF_GetPropertyValue.argtypes = [u, ctypes.c_char_p, ctypes.c_char_p, u]
         self.lib.KVMCF_GetPropertyType.argtypes = [u, ctypes.c_char_p, p(u)]
-        self.lib.KVMCF_GetPixelCalibration.argtypes = [u, u, ctypes.c_int, p(ctypes.c_double)]
         self.lib.KVMCF_GetAllFrames.argtypes = [u, p(ctypes.c_float), u]
-        self.lib.KVMCF_GetSubImageInfo.argtypes = [u, u] + [p(u)] * 6
 
     def open(self, path):
         assert self.lib.KVMCF_SetFileAccessMode(0x40000001) == SUCCESS
@@ -76,14 +73,6 @@ class CReference:
         assert self.lib.KVMCF_GetAllFrames(source, buffer, out.size) == SUCCESS
         return out
 
-    def subimages(self, source):
-        out = []
-        for i in range(self.uint("KVMCF_GetNumberSubImages", source)):
-            v = [ctypes.c_uint() for _ in range(6)]
-            assert self.lib.KVMCF_GetSubImageInfo(source, i, *[ctypes.byref(x) for x in v]) == SUCCESS
-            out.append(tuple(x.value for x in v))
-        return out
-
     def property(self, source, name):
         """(text, type name) of a property, or None when the value query refuses it."""
         text = ctypes.create_string_buffer(4096)
@@ -92,11 +81,6 @@ class CReference:
         kind = ctypes.c_uint()
         self.lib.KVMCF_GetPropertyType(source, name.encode(), ctypes.byref(kind))
         return text.value.decode("latin-1"), TYPE_NAMES.get(kind.value)
-
-    def calibration(self, source, axis, pixel):
-        out = ctypes.c_double()
-        assert self.lib.KVMCF_GetPixelCalibration(source, axis, pixel, ctypes.byref(out)) == SUCCESS
-        return out.value
 
 
 @pytest.fixture(scope="session")

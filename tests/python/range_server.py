@@ -75,11 +75,6 @@ class RangeServer(http.server.ThreadingHTTPServer):
     def url(self, name):
         return f"http://127.0.0.1:{self.server_address[1]}/{name}"
 
-    def reset_counts(self):
-        with self.lock:
-            self.served.clear()
-            self.requests.clear()
-
 
 @contextlib.contextmanager
 def serving(root, **options):

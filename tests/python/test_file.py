@@ -5,26 +5,7 @@ import numpy as np
 import pytest
 
 import kvmcfio
-from conftest import AXIS_X, AXIS_Z, BACKGROUND, SIGNAL, binned_frames, mapped_paths, open_descriptors
-
-
-def test_geometry_calibration_and_times_agree_with_the_c_functions(files, cref):
-    for name, which in (("demo.mcf", (("signal", SIGNAL), ("background", BACKGROUND))),
-                        ("binned.mcf", (("signal", SIGNAL),))):
-        cref.open(files / name)
-        with kvmcfio.File(files / name) as f:
-            for source, code in which:
-                s = f.sources[source]
-                assert [tuple(r) for r in s.subimages] == cref.subimages(code)
-                p = s.properties
-                assert s.x_axis.dtype == np.float64
-                np.testing.assert_array_equal(
-                    s.x_axis, [cref.calibration(code, AXIS_X, i) for i in range(p["CCDLeft"], p["CCDRight"] + 1)])
-                np.testing.assert_array_equal(
-                    s.z_axis, [cref.calibration(code, AXIS_Z, i) for i in range(p["CCDBottom"], p["CCDTop"] + 1)])
-                for i in range(s.frame_count):
-                    assert s.time_stamps[i] == int(cref.property(code, f"TimeStamp{i}")[0])
-                    assert s.metadata[i] % 2**32 == int(cref.property(code, f"Metadata{i}")[0])
+from conftest import SIGNAL, binned_frames, mapped_paths, open_descriptors
 
 
 def test_properties_have_the_c_functions_values_and_types(files, cref):

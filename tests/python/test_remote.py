@@ -48,10 +48,6 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
         np.testing.assert_array_equal(kvmcfio.imread([url, url], key=3), kvmcfio.imread([path, path], key=3))
         with xr.open_dataset(url, engine="kvmcf") as ds:
             np.testing.assert_array_equal(ds["signal"][5:8].values, kvmcfio.imread(path, key=slice(5, 8)))
-        import fsspec
-
-        with fsspec.open(url, "rb") as fileobj, kvmcfio.File(fileobj) as f:
-            np.testing.assert_array_equal(f.sources["signal"][199], kvmcfio.imread(path, key=199))
 
 
 def test_urls_that_misbehave_fail_with_the_url_and_never_hang(series):
