@@ -206,23 +206,15 @@ TEST(ToolVerbs, PreviewCountsFramesAndSubImagesFromZero) {
 }
 
 TEST(ToolVerbs, HelpForEveryVerbVersionAndUsageErrors) {
-    const std::vector<std::pair<std::string, std::vector<std::string>>> verbs = {
-        {"info", {"--source", "--json"}},
-        {"frames", {"--source", "--json"}},
-        {"stats", {"--source", "--frames", "--region", "--minus", "--json"}},
-        {"check", {"--json"}},
-        {"salvage", {"--force"}},
-        {"export", {"--source", "--frames", "--format", "--rows", "--force", "--quiet"}},
-        {"preview", {"--source", "--frame", "--sub-image", "--force", "--quiet"}}};
-    for (const auto& [verb, options] : verbs)
+    const std::vector<std::string> verbs = {"info", "frames", "stats", "check", "salvage", "export", "preview"};
+    for (const std::string& verb : verbs)
         for (const char* help : {"--help", "-h"}) {
             const auto r = Kvmcf({verb, help});
             EXPECT_EQ(r.code, 0) << verb;
             EXPECT_EQ(Has(r.out, "Usage: kvmcf " + verb), "");
-            for (const std::string& o : options) EXPECT_EQ(Has(r.out, o), "") << verb;
         }
     const auto top = Kvmcf({"--help"});
-    for (const auto& v : verbs) EXPECT_EQ(Has(top.out, v.first), "");
+    for (const std::string& verb : verbs) EXPECT_EQ(Has(top.out, verb), "");
     EXPECT_EQ(Has(top.out, "count from 0"), "");
     const auto version = Kvmcf({"--version"});
     EXPECT_EQ(std::make_tuple(version.code, version.out), std::make_tuple(0, std::string(kvmcf::libraryVersion()) + "\n"));
