@@ -29,8 +29,9 @@ def test_a_source_is_an_array_like_with_the_c_functions_pixels(files, cref):
             assert (s.shape, s.dtype, s.ndim, s.axes, len(s)) == (shape, np.float32, 3, "TYX", shape[0])
             np.testing.assert_array_equal(np.asarray(s), cref.frames(code).reshape(shape), strict=True)
     with kvmcfio.File(files / "demo.mcf") as f:
-        assert repr(f.sources["signal"]) == "<Source 'signal': 20 frames of 1 x 1024, float32>"
-        assert repr(f.sources["background"]) == "<Source 'background': 1 frame of 32 x 64 (sub-image 0 of 2), float32>"
+        assert [repr(s) for s in f.sources.values()] == [
+            "<Source 'signal': 20 frames of 1 x 1024, float32>",
+            "<Source 'background': 1 frame of 32 x 64 (sub-image 0 of 2), float32>"]
     # Frames {1, 2}, {3, 4}, {5, 6} as typed.
     assert kvmcfio.imread(files / "handtyped.mcf").tolist() == [[[1, 2]], [[3, 4]], [[5, 6]]]
 
@@ -60,13 +61,13 @@ def test_frames_by_integer_slice_step_and_index_array(files, cref):
         with pytest.raises(IndexError):
             s[0.5]
 
-    # Sub-images of the demo background (32 x 64 at offset 0, then 32 x 64 binned 2 x 2), by key.
-    cref.open(files / "demo.mcf")
-    background = cref.frames(BACKGROUND)
-    with kvmcfio.File(files / "demo.mcf") as f:
+        # Sub-images of the demo background (32 x 64 at offset 0, then 32 x 64 binned 2 x 2), by key.
+        background = cref.frames(BACKGROUND)
         b = f.sources["background"]
         np.testing.assert_array_equal(b[0], background[0, :2048].reshape(32, 64))
         np.testing.assert_array_equal(b.asarray(subimage=1), background[:, 2048:].reshape(1, 32, 64))
+        # A source of several sub-images reads as its first.
+        np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf", source="background"), b.subimage(0))
         with pytest.raises(IndexError, match="sub-image 2 out of range.*2 sub-images"):
             b.asarray(subimage=2)
 

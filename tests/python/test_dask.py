@@ -29,11 +29,8 @@ def test_stack_is_lazy_and_carries_only_paths_and_numbers(small):
         assert float(stack[7, 2].mean().compute()) == 72000 + 11.75  # 70000 + 2000 + mean of p / 2
 
 
-def test_stacks_of_one_path_a_glob_and_a_sub_image(small, files):
+def test_stacks_of_one_path_and_a_sub_image_and_their_refusals(small, files):
     np.testing.assert_array_equal(kvmcfio.dask_stack(small[3]).compute(scheduler="sync"), small_frames()[3:4])
-    pattern = kvmcfio.dask_stack(str(files / "small1*.mcf"), frames_per_chunk=2)
-    assert pattern.chunks[:2] == ((1,) * 10, (2, 2))
-    np.testing.assert_array_equal(pattern.compute(scheduler="sync"), kvmcfio.imread(small[10:20]))
     second = kvmcfio.dask_stack(str(files / "demo.mcf"), source="background", subimage=1)
     np.testing.assert_array_equal(second.compute(scheduler="sync")[0],
                                   kvmcfio.imread(files / "demo.mcf", source="background", subimage=1))

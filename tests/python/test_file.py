@@ -51,23 +51,6 @@ def test_binned_series_read_as_the_writer_laid_it_out(files):
         assert np.shares_memory(s.to_xarray().values, s.frames)
 
 
-def test_demo_signal_through_imread_and_xarray(files):
-    with kvmcfio.File(files / "demo.mcf") as f:
-        s = f.sources["signal"]
-        assert list(f.sources) == ["signal", "background"]
-        # No metadata clock: frames one kinetic cycle (0.1 s) apart.
-        np.testing.assert_allclose(s.times, 0.1 * np.arange(20), rtol=1e-6)
-        assert s.irig_times is None
-        da = s.to_xarray()
-        # One unbinned full-width row: the column coordinate is the X axis itself.
-        np.testing.assert_array_equal(da["x"], s.x_axis)
-        np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf"), da.values, strict=True)
-        # A source of several sub-images reads as its first; the others by number.
-        b = f.sources["background"]
-        np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf", source="background"), b.subimage(0))
-        np.testing.assert_array_equal(b.subimage(1).ravel(), b.frames[0, 2048:])
-
-
 def test_frames_are_a_read_only_view_of_the_mapped_file(files):
     path = str(files / "demo.mcf")
     f = kvmcfio.File(path)

@@ -193,18 +193,6 @@ TEST(ToolVerbs, StatsPlaceBinnedPixelsAtTheFirstDetectorPixelOfTheirBin) {
     EXPECT_DOUBLE_EQ(a["mean"].get<double>(), 33.0 / 8);
 }
 
-TEST(ToolVerbs, PreviewCountsFramesAndSubImagesFromZero) {
-    kvmcftest::TempFile file(kvmcftest::TwoSourceFile(), "two.mcf");
-    const std::string png = file.Path() + "-1.png";
-    EXPECT_EQ(Kvmcf({"preview", file.Path(), png, "--frame", "1", "--quiet"}).code, 0);
-    std::remove(png.c_str());
-    const auto past = Kvmcf({"preview", file.Path(), png, "--frame", "2", "--quiet"});
-    EXPECT_EQ(std::make_tuple(past.code, past.ErrLines()), std::make_tuple(1, 1L));
-    EXPECT_EQ(Has(past.err, "frames 2 are outside the 2 frames (0:2)"), "");
-    const auto sub = Kvmcf({"preview", file.Path(), png, "--sub-image", "1", "--quiet"});
-    EXPECT_EQ(Has(sub.err, "sub-image 1 is not one of the 1 sub-images of signal (from 0)"), "");
-}
-
 TEST(ToolVerbs, HelpForEveryVerbVersionAndUsageErrors) {
     const std::vector<std::string> verbs = {"info", "frames", "stats", "check", "salvage", "export", "preview"};
     for (const std::string& verb : verbs)
