@@ -39,10 +39,8 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
         np.testing.assert_array_equal(frame.ravel(), (137 * 4096 + np.arange(4096)) % 65521)
         # The records: the first 256 KiB block (records and the first pixels) and the
         # few bytes after the pixel block; then one range of exactly the frame.
-        assert opened <= 256 * 1024 + trailer
-        assert served - opened == frame_bytes
+        assert opened <= 256 * 1024 + trailer and served - opened == frame_bytes and len(ranges) <= 3
         assert ranges[-1] == f"bytes={data_start + 137 * frame_bytes}-{data_start + 138 * frame_bytes - 1}"
-        assert len(ranges) <= 3
 
         np.testing.assert_array_equal(kvmcfio.imread(url, key=slice(10, 20)), kvmcfio.imread(path, key=slice(10, 20)))
         np.testing.assert_array_equal(kvmcfio.imread([url, url], key=3), kvmcfio.imread([path, path], key=3))

@@ -52,13 +52,8 @@ TEST(Export, DemoBackgroundPlanesAndTheirOutputNames) {
     std::vector<kvmcftools::Plane> planes;
     std::string why;
     ASSERT_TRUE(kvmcftools::SourcePlanes(f.source(kvmcf::SourceId::Background), &planes, &why)) << why;
-    // Columns 101-164 by rows 49-80 unbinned; columns 401-528 by rows 137-200 binned 2 x 2.
-    ASSERT_EQ(planes.size(), 2u);
-    for (unsigned int i = 0; i < 2; ++i)
-        EXPECT_EQ(std::make_tuple(planes[i].columns, planes[i].rows, planes[i].offset),
-                  std::make_tuple(64u, 32u, 2048u * i));
-
-    // Same size, different detector columns: one output each, named by sub-image.
+    // Columns 101-164 unbinned and 401-528 binned 2 x 2: the same size over different
+    // detector columns, so one output each, named by sub-image.
     const auto groups = kvmcftools::PlaneGroups(planes);
     ASSERT_EQ(groups.size(), 2u);
     EXPECT_EQ(kvmcftools::GroupOutputName("run.v2/bg.tif", planes, groups[1], 2) + " " +
@@ -87,8 +82,7 @@ TEST(Export, BigTiffKeepsPagesContiguous) {
     ASSERT_TRUE(kvmcftools::WriteTiff(job, &why, 0)) << why;
 
     TIFF* tif = TIFFOpen(out.c_str(), "r");
-    ASSERT_NE(tif, nullptr);
-    EXPECT_TRUE(TIFFIsBigTIFF(tif));
+    ASSERT_TRUE(tif && TIFFIsBigTIFF(tif));
     uint64_t first = 0;
     std::vector<float> page(1024), frame(1024);
     for (unsigned int k = 0; k < 3; ++k) {
@@ -127,15 +121,10 @@ TEST(Export, BinnedAxisValuesAreTheMeanOfTheirDetectorPixels) {
 }
 
 TEST(Export, StraightAxesAndStackDescription) {
-    // 502, 504, ... from column 0: value = (column - xorigin) * 2 puts xorigin at -251.
+    // Rising lines with a unit are read back from the stacks in test_export.py.
     const auto line = kvmcftools::FitLine({502, 504, 506, 508});
     ASSERT_TRUE(line);
     EXPECT_EQ(std::make_pair(line->origin, line->step), std::make_pair(502.0, 2.0));
-    EXPECT_EQ(kvmcftools::StackDescription(1, 20, "nm", line, 0.1),
-              "ImageJ=1.11a\nimages=20\nframes=20\nunit=nm\nyunit=pixel\nxorigin=-251\nfinterval=0.1\nloop=false\n");
-    EXPECT_EQ(kvmcftools::StackDescription(2, 3, "um", kvmcftools::LinearAxis{-1.5, 0.5}, 0),
-              "ImageJ=1.11a\nimages=6\nchannels=2\nframes=3\nhyperstack=true\nunit=um\nyunit=pixel\nxorigin=3\n"
-              "loop=false\n");
     // Falling values or no unit: the stack stays in pixels.
     EXPECT_EQ(kvmcftools::StackDescription(1, 1, "nm", kvmcftools::LinearAxis{5, -1}, 0),
               "ImageJ=1.11a\nimages=1\nloop=false\n");
