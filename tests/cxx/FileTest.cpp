@@ -189,7 +189,8 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
                 const unsigned int valueCode = KVMCF_GetPropertyValue(source, p.name.c_str(), text.data(), 8192);
                 const unsigned int typeCode = KVMCF_GetPropertyType(source, p.name.c_str(), &type);
                 EXPECT_EQ(std::make_tuple(valueCode, typeCode, p.text, p.typeCode),
-                          std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, std::string(text.data()), static_cast<unsigned int>(type)))
+                          std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, std::string(text.data()),
+                                          static_cast<unsigned int>(type)))
                     << p.name;
                 ++compared;
             }
@@ -211,8 +212,9 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
     EXPECT_EQ(s.property("Head").type, kvmcf::PropertyType::Byte);
     // A float value typed as a time stamp, as the type query has always answered.
     const kvmcf::Property hp = s.property("HighPrecisionTimeStamp1");
-    EXPECT_EQ(std::tie(hp.value, hp.text, hp.type), std::make_tuple(kvmcf::Value(static_cast<double>(1000000.0f / 1e8f)),
-                                                                    "0.0100000", kvmcf::PropertyType::UInt32));
+    EXPECT_EQ(std::tie(hp.value, hp.text, hp.type),
+              std::make_tuple(kvmcf::Value(static_cast<double>(1000000.0f / 1e8f)), "0.0100000",
+                              kvmcf::PropertyType::UInt32));
     for (const char* bad : {"TimeStamp12", "SubImageTop0", "NoSuchName", ""})
         EXPECT_EQ(CodeOf([&] { s.property(bad); }), KVMCF_P2INVALID) << bad;
 }
@@ -440,7 +442,8 @@ TEST(CxxFile, OpenReadsNoPixelByteInEitherModeAndTheSectionOnce) {
             const long long least = static_cast<long long>(big.records.size() + big.tail.size());
             EXPECT_GE(read, least);
             EXPECT_LE(read, least + 4096);
-            EXPECT_EQ(std::make_tuple(file.source(SourceId::Signal).frameCount(), file.source(SourceId::Signal).dataStart()),
+            const kvmcf::Source& s = file.source(SourceId::Signal);
+            EXPECT_EQ(std::make_tuple(s.frameCount(), s.dataStart()),
                       std::make_tuple(256u, static_cast<long long>(pixelsStart)));
         }
 

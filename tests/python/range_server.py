@@ -1,6 +1,5 @@
-"""A loopback HTTP server for the tests: serves the files of one folder, honours
-single byte ranges, counts the bytes it sends per path, and can misbehave on purpose
-(ignore ranges, cut files short, or never answer). Stopped when the test ends."""
+"""A loopback HTTP server serving one folder with single byte ranges, counting what it
+sends; it can ignore ranges, cut files short, or never answer."""
 
 import contextlib
 import http.server
