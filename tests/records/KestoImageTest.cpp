@@ -1,5 +1,5 @@
 // The header object: its elements of the extension section, and the operations that
-// combine header and image (kinetic times, sensor geometry, merge, trim, metadata tags).
+// combine header and image (merge, trim, metadata tags).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -14,21 +14,12 @@
 
 namespace {
 
-// Opens up the header fields that only the record stream fills.
-class Probe : public TKestoImage {
-public:
-    using TKestoImage::TKestoImage;
-    using TKestoImageData::AClock, TKestoImageData::Clock, TKestoImageData::FlipX, TKestoImageData::FlipY;
-    using TKestoImageData::AuxFloatSetting1, TKestoImageData::AuxFloatSetting3, TKestoImageData::Operation;
-    using TKestoImageData::KineticCycleTime, TKestoImageData::TriggerSource;
-};
-
-std::unique_ptr<Probe> Image(TKavriRect detector, std::vector<TSubImage> subs, unsigned int frames) {
-    return std::make_unique<Probe>(detector, static_cast<unsigned int>(subs.size()), subs.data(), frames);
+std::unique_ptr<TKestoImage> Image(TKavriRect detector, std::vector<TSubImage> subs, unsigned int frames) {
+    return std::make_unique<TKestoImage>(detector, static_cast<unsigned int>(subs.size()), subs.data(), frames);
 }
 
 // One row of four columns.
-std::unique_ptr<Probe> Strip(unsigned int frames) { return Image(TKavriRect(1, 1, 4, 1), {TSubImage(1, 1, 4, 1, 1, 1)}, frames); }
+std::unique_ptr<TKestoImage> Strip(unsigned int frames) { return Image(TKavriRect(1, 1, 4, 1), {TSubImage(1, 1, 4, 1, 1, 1)}, frames); }
 
 // Lowercase hex bytes each followed by ",", then "|".
 std::string HexFrame(const std::vector<unsigned char>& bytes) {
@@ -154,35 +145,6 @@ TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
     EXPECT_FALSE(image->GetMetaDataHandler().GetAvailablity());
 }
 
-TEST(KestoImage, KineticTimeFromGateStepStampsOrCycleTime) {
-    auto image = Strip(3);
-    image->KineticCycleTime = 0.5f;
-    std::vector<float> times = {image->GetKineticTime(0), image->GetKineticTime(4), image->GetKineticTime(3)};
-    image->SetMetaDataFlag(1);
-    image->SetTimeStamp(1, 250000);  // microseconds; stamp 0 falls back to the cycle
-    times.insert(times.end(), {image->GetKineticTime(2), image->GetKineticTime(3)});
-    image->TriggerSource = 2;
-    times.push_back(image->GetKineticTime(3));
-    EXPECT_EQ(times, (std::vector<float>{-1, -1, 1, 0.25f, 1, -1}));
-    // A gated head steps the gate: 1000 ps + 2 x 500 ps at frame 3.
-    image->SetHeadModel("iStar QM4");
-    image->Operation = 5;
-    image->AuxFloatSetting1 = 1000.0f;
-    image->AuxFloatSetting3 = 500.0f;
-    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 2e-9f);
-}
-
-TEST(KestoImage, SensorSubImageUndoesRotationThenFlips) {
-    // 100 columns by 50 rows as stored; the sensor is 50 by 100.
-    auto turned = Image(TKavriRect(1, 50, 100, 1), {TSubImage(11, 40, 20, 31, 2, 1)}, 1);
-    turned->Clock = 1;
-    EXPECT_EQ(turned->GetCCDSubimageFormat(1), TSubImage(61, 20, 70, 11, 1, 2));
-    turned->AClock = 1;  // wins over Clock
-    turned->FlipY = 1;
-    EXPECT_EQ(turned->GetCCDSubimageFormat(1), TSubImage(31, 70, 40, 61, 1, 2));
-    EXPECT_EQ(turned->GetCCDSubimageFormat(2), TSubImage());
-}
-
 TEST(KestoImage, MergeAndTrimBuildNewImages) {
     auto series = Strip(3);
     for (unsigned int f = 1; f <= 3; ++f) {
@@ -199,7 +161,7 @@ TEST(KestoImage, MergeAndTrimBuildNewImages) {
     EXPECT_EQ(std::vector<float>(p, p + 12), (std::vector<float>{10, 11, 12, 13, 20, 21, 22, 23, 30, 31, 32, 33}));
     merged->ReleaseImagePtr(1);
     EXPECT_FLOAT_EQ(merged->GetDarkThreshold(), -999.0f);  // stays the new image's own
-    Probe headerOnly(TKavriRect(1, 1, 4, 1), 1, series->GetSubImages(), 3, false, false, DataStore::Float);
+    TKestoImage headerOnly(TKavriRect(1, 1, 4, 1), 1, series->GetSubImages(), 3, false, false, DataStore::Float);
     EXPECT_EQ(headerOnly.MergeSpectraToImage(), nullptr);  // pixels never read
 
     // Two sub-images over 8 columns: binned by 2 in row 1, unbinned in row 2. A band of 4
