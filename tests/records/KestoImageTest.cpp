@@ -1,8 +1,6 @@
-// The header object: its elements of the extension section, and the operations that
-// combine header and image (merge, trim, metadata tags).
+// The header object: its elements of the extension section and the metadata tags.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -14,12 +12,11 @@
 
 namespace {
 
-std::unique_ptr<TKestoImage> Image(TKavriRect detector, std::vector<TSubImage> subs, unsigned int frames) {
-    return std::make_unique<TKestoImage>(detector, static_cast<unsigned int>(subs.size()), subs.data(), frames);
-}
-
 // One row of four columns.
-std::unique_ptr<TKestoImage> Strip(unsigned int frames) { return Image(TKavriRect(1, 1, 4, 1), {TSubImage(1, 1, 4, 1, 1, 1)}, frames); }
+std::unique_ptr<TKestoImage> Strip(unsigned int frames) {
+    TSubImage sub(1, 1, 4, 1, 1, 1);
+    return std::make_unique<TKestoImage>(TKavriRect(1, 1, 4, 1), 1, &sub, frames);
+}
 
 // Lowercase hex bytes each followed by ",", then "|".
 std::string HexFrame(const std::vector<unsigned char>& bytes) {
@@ -106,27 +103,6 @@ TEST(KestoImageXML, TypedItemsFillTheHeaderAndEmptyValuesTakeTheSectionDefaults)
     EXPECT_EQ(ReadoutSettings(*image), (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0}));
 }
 
-TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
-    auto source = Strip(2);
-    TMcfDataXML typed(kPacketItem.c_str());
-    source->ReadXMLDataStructure(typed);
-    const unsigned char block[16] = {0x12, 0x34, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff};
-    source->GetIRIGDataHandler().SetIRIGAvailablity(true);
-    source->GetIRIGDataHandler().SetIRIGData(1, block);
-    source->SetPreAmpGainText("High");  // sent as the spectrograph serial when none is present
-    TMcfDataXML built;
-    source->BuildXMLDataStructure(built);
-    std::ostringstream text;
-    text << built;
-    auto copy = Strip(2);
-    TMcfDataXML parsed(text.str().c_str());
-    EXPECT_TRUE(copy->ReadXMLDataStructure(parsed));
-    EXPECT_EQ(std::memcmp(copy->GetIRIGDataHandler().GetIRIGData(1), block, 16), 0);
-    EXPECT_EQ(std::string(copy->GetMetaDataHandler().GetAllMetaData()), kPackets);
-    ASSERT_TRUE(parsed.SetFirstChildNode("TKestoImageData"));
-    EXPECT_STREQ(parsed.GetStringData("SpectrographSerial", ""), "High");
-}
-
 TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
     auto image = Strip(2);
     TMcfDataXML xml(kPacketItem.c_str());
@@ -143,43 +119,4 @@ TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
     TMcfDataXML tooLong("<TKestoImage><MetaDataLength>70000</MetaDataLength></TKestoImage>");
     image->ReadXMLDataStructure(tooLong);
     EXPECT_FALSE(image->GetMetaDataHandler().GetAvailablity());
-}
-
-TEST(KestoImage, MergeAndTrimBuildNewImages) {
-    auto series = Strip(3);
-    for (unsigned int f = 1; f <= 3; ++f) {
-        float* p = series->ObtainWriteImagePtr(f);
-        for (int i = 0; i < 4; ++i) p[i] = static_cast<float>(10 * f + i);
-        series->ReleaseImagePtr(f);
-    }
-    series->SetDarkThreshold(5.0f);
-    std::unique_ptr<TKestoImage> merged(series->MergeSpectraToImage());
-    ASSERT_TRUE(merged);
-    EXPECT_EQ(merged->GetSubImages()[0], TSubImage(1, 3, 4, 1, 1, 1));
-    const float* p = merged->ObtainReadImagePtr(1);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(std::vector<float>(p, p + 12), (std::vector<float>{10, 11, 12, 13, 20, 21, 22, 23, 30, 31, 32, 33}));
-    merged->ReleaseImagePtr(1);
-    EXPECT_FLOAT_EQ(merged->GetDarkThreshold(), -999.0f);  // stays the new image's own
-    TKestoImage headerOnly(TKavriRect(1, 1, 4, 1), 1, series->GetSubImages(), 3, false, false, DataStore::Float);
-    EXPECT_EQ(headerOnly.MergeSpectraToImage(), nullptr);  // pixels never read
-
-    // Two sub-images over 8 columns: binned by 2 in row 1, unbinned in row 2. A band of 4
-    // is columns 3 to 6; binned by 2 it narrows to 3..5, and only the pair 3-4 ends inside.
-    auto image = Image(TKavriRect(1, 2, 8, 1), {TSubImage(1, 1, 8, 1, 1, 2), TSubImage(1, 2, 8, 2, 1, 1)}, 1);
-    const float pixels[12] = {1, 2, 3, 4, 11, 12, 13, 14, 15, 16, 17, 18};
-    std::memcpy(image->ObtainWriteImagePtr(1), pixels, sizeof pixels);
-    image->ReleaseImagePtr(1);
-    image->SetXIsWavelength(0);
-    image->SetXCalConstants(100.0, 2.0, 0.5, 0.25);
-    std::unique_ptr<TKestoImage> trimmed(image->Trim(4));
-    ASSERT_TRUE(trimmed);
-    EXPECT_EQ(trimmed->GetSubImages()[0], TSubImage(1, 1, 4, 1, 1, 2));
-    const float* q = trimmed->ObtainReadImagePtr(1);
-    ASSERT_NE(q, nullptr);
-    EXPECT_EQ(std::vector<float>(q, q + 6), (std::vector<float>{2, 0, 13, 14, 15, 16}));
-    trimmed->ReleaseImagePtr(1);
-    // c0 becomes the value at column 3: 100 + 3*2 + 9*0.5 + 27*0.25.
-    EXPECT_EQ(trimmed->GetXCalConstant(0), 117.25);
-    EXPECT_EQ(image->Trim(9), nullptr);
 }
