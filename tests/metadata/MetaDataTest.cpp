@@ -56,17 +56,13 @@ TEST(MetaDataPacket, StoredBytesAfterPixelsDecodeByCID) {
     m.ParseMetaDataPacket(frame.data(), 5);
     ASSERT_EQ(m.StoreMetaData(), 0u);
 
-    EXPECT_EQ(Get<std::uint16_t>(m, 3), ValueLength(4, 2));
-    EXPECT_EQ(Get<std::uint64_t>(m, 1), ValueLength(0x1122334455667788ull, 8));
-    EXPECT_EQ(Get<std::uint32_t>(m, 5), ValueLength(0xDEADBEEFu, 4));
-    EXPECT_EQ(Get<std::uint16_t>(m, 6), ValueLength(0x0102, 2));
-    // The other spelling of 64 bits reads the same field.
-    EXPECT_EQ(Get<unsigned long long>(m, 1), ValueLength(0x1122334455667788ull, 8));
-    // A narrower output keeps the low bytes of a wider field.
-    EXPECT_EQ(Get<unsigned short>(m, 1), ValueLength(0x7788, 8));
-    // Field 2 is absent: a known CID still answers, with nothing held.
-    EXPECT_EQ(Get<std::uint64_t>(m, 2), ValueLength(0, 0));
-
+    // The other spelling of 64 bits reads the same field; a narrower output keeps the low
+    // bytes of a wider field; absent field 2 still answers, with nothing held.
+    EXPECT_EQ((std::vector<ValueLength>{Get<std::uint16_t>(m, 3), Get<std::uint64_t>(m, 1), Get<std::uint32_t>(m, 5),
+                                        Get<std::uint16_t>(m, 6), Get<unsigned long long>(m, 1),
+                                        Get<unsigned short>(m, 1), Get<std::uint64_t>(m, 2)}),
+              (std::vector<ValueLength>{{4, 2}, {0x1122334455667788ull, 8}, {0xDEADBEEFu, 4}, {0x0102, 2},
+                                        {0x1122334455667788ull, 8}, {0x7788, 8}, {0, 0}}));
     // Statuses: 1 unknown CID (output zeroed), 3 a time code asked as a number or no
     // output, 4 no length, 2 a number asked as a time code.
     unsigned int length = 0;
@@ -92,14 +88,13 @@ TEST(MetaDataPacket, OddAndOversizedLengthsAndStatuses) {
         42, 0, 0,  0,
     };
     ASSERT_EQ(Parse(m, Stored(quirks)), 0u);
-    EXPECT_EQ(Get<std::uint32_t>(m, 4), ValueLength(0x06AABB, 3));
-    EXPECT_EQ(Get<std::uint16_t>(m, 4), ValueLength(0xAABB, 3));
-    EXPECT_EQ(Get<std::uint32_t>(m, 3), ValueLength(5, 4));
+    EXPECT_EQ((std::vector<ValueLength>{Get<std::uint32_t>(m, 4), Get<std::uint16_t>(m, 4), Get<std::uint32_t>(m, 3)}),
+              (std::vector<ValueLength>{{0x06AABB, 3}, {0xAABB, 3}, {5, 4}}));
     unsigned int length = 0;
     TIRIGDataArray block;
-    EXPECT_EQ(m.getCIDData(11, &block, &length), 0u);
-    EXPECT_EQ(length, 16u);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(block.Data[i], i + 1) << i;
+    const unsigned int status = m.getCIDData(11, &block, &length);
+    EXPECT_EQ(std::make_pair(status, length), std::make_pair(0u, 16u));
+    EXPECT_EQ(std::vector<int>(block.Data, block.Data + 16), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}));
     EXPECT_EQ(m.GetContent().End.Length, 42u);
 
     MetaData none;

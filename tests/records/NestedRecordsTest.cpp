@@ -20,7 +20,8 @@
 using kvmcftest::Rest;
 
 namespace {
-using U64s = std::vector<unsigned long long>;
+using U64 = unsigned long long;
+using U64s = std::vector<U64>;
 using Ints = std::vector<long long>;
 using Doubles = std::vector<double>;
 
@@ -72,11 +73,10 @@ TEST(ICCDSave, VersionGatesFromTypedRecordsAndWriterLayout) {
         // The period stands before the pulse count; the 64-bit range is kept.
         EXPECT_EQ(U64s({s.GaterTime1PS, s.GaterTime0PS, s.IOCPeriod}), U64s({1000, 18446744073709551615ull, 500000}));
         EXPECT_EQ(Doubles({s.DelayStepCoeffA, s.DelayStepCoeffB}), Doubles({0.5, 0.25}));
-        EXPECT_EQ(Ints({s.ExtOutEnabled[0], s.ExtOutPolarity[0], s.ExtOutEnabled[1], s.ExtOutPolarity[1],
-                        s.ExtOutEnabled[2], s.ExtOutPolarity[2]}),
-                  Ints({1, 0, 0, 1, 1, 1}));
-        EXPECT_EQ(U64s(s.ExtOutTime1PS, s.ExtOutTime1PS + 3), U64s({11, 21, 31}));
-        EXPECT_EQ(U64s(s.ExtOutTime0PS, s.ExtOutTime0PS + 3), U64s({12, 22, 32}));
+        U64s outputs;
+        for (int i = 0; i < 3; ++i)
+            outputs.insert(outputs.end(), {U64(s.ExtOutEnabled[i]), U64(s.ExtOutPolarity[i]), s.ExtOutTime1PS[i], s.ExtOutTime0PS[i]});
+        EXPECT_EQ(outputs, U64s({1, 0, 11, 12, 0, 1, 21, 22, 1, 1, 31, 32}));
         const double w = c.widthStep ? 1 : 0;
         EXPECT_EQ(Doubles({double(s.WidthStepMode), s.WidthStepCoeffA, s.WidthStepCoeffB}), Doubles({w, 1.5 * w, 2.5 * w}));
         EXPECT_EQ(Doubles({s.AuxFloat, double(s.AuxInt), double(s.AuxFlag)}), c.aux ? Doubles({3.5, 9, 1}) : Doubles(3));
@@ -225,9 +225,9 @@ TEST(KavriSpectSave, VersionGatesFromTypedRecords) {
         EXPECT_EQ(Ints({s.Present, s.Param1, s.Param3, s.Param4, s.Option1, s.Option2}), Ints({1, 2, 4, 5, 11, 12}));
         EXPECT_EQ(std::vector<float>({s.Param2, s.Param5}), std::vector<float>({3.5f, 6.5f}));
         EXPECT_EQ(std::string(s.Label) + "|" + s.Note + "|" + s.Model, "LBL|note|MODEL X");
-        EXPECT_EQ(Ints(s.PortFlag, s.PortFlag + 4), Ints({7, 21, 18, 23}));
-        EXPECT_EQ(std::vector<float>(s.PortValue, s.PortValue + 4), std::vector<float>({8.5f, 22.5f, 19.5f, 24.5f}));
-        EXPECT_EQ(Ints(s.Extra, s.Extra + 4), Ints({25, 9, 26, 10}));
+        Doubles arrays;
+        for (int i = 0; i < 4; ++i) arrays.insert(arrays.end(), {double(s.PortFlag[i]), s.PortValue[i], double(s.Extra[i])});
+        EXPECT_EQ(arrays, Doubles({7, 8.5, 25, 21, 22.5, 9, 18, 19.5, 26, 23, 24.5, 10}));
         EXPECT_EQ(Ints(s.Counter, s.Counter + 6), Ints({13, 14, 15, 16, 17, 20}));
         EXPECT_EQ(Rest(is), "\nN");
     }
