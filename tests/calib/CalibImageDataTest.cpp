@@ -84,8 +84,7 @@ TEST(CalibRecord, WritesTheNewestLayoutAndReadsItBack) {
     EXPECT_EQ(os.str(), std::string("65540 \2 \1 \0 \0 \0 \0\n", 18) +
                             "0.333333333333333 2 0 0\n0.100000001490116 0 0 0\n0 0 0 0\n"
                             "532.5\n2.7e-05\n2.7e-05\n0\n10\nWavelength6\nSignal0\n");
-    EXPECT_EQ(os.precision(), 6);
-    EXPECT_EQ(r.GetVersionLow(), 4u);
+    EXPECT_EQ(std::make_pair(os.precision(), r.GetVersionLow()), std::make_pair(std::streamsize(6), 4u));
 
     // Whitespace and 255 as type/unit bytes, and 15-digit constants, survive.
     r.SetXUnit(32);
@@ -97,12 +96,10 @@ TEST(CalibRecord, WritesTheNewestLayoutAndReadsItBack) {
     std::istringstream is(again.str());
     TCalibImageData back;
     is >> back;
-    EXPECT_EQ(Bytes(back), std::string("\2 \0\n\0\xff", 6));
+    EXPECT_EQ(std::make_tuple(Bytes(back), back.GetYCalConstant(0), std::string(back.GetYTypeText(-1)), Rest(is)),
+              std::make_tuple(std::string("\2 \0\n\0\xff", 6), 0.1f, std::string("Signal"), std::string("NEXT")));
     for (int i = 0; i < 4; ++i)
         EXPECT_NEAR(back.GetXCalConstant(i), r.GetXCalConstant(i), std::abs(r.GetXCalConstant(i)) * 1e-14) << i;
-    EXPECT_EQ(back.GetYCalConstant(0), 0.1f);
-    EXPECT_STREQ(back.GetYTypeText(-1), "Signal");
-    EXPECT_EQ(Rest(is), "NEXT");
 }
 
 TEST(CalibRecord, BadInputFailsTheStreamWithoutHarm) {

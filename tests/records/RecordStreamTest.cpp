@@ -41,17 +41,10 @@ TEST(RecordStream, RawBytesTakeOneSeparatorAndAnyValue) {
     EXPECT_EQ(readBytes(is, 4), (std::vector<int>{0, 9, 10, 32}));
     EXPECT_EQ(is.get(), 'Z');
 
-    // Written with the writer, read back between numbers.
+    // The writer puts the byte itself, whatever it is.
     std::ostringstream os;
-    os << 7;
     for (unsigned char b : {0, 9, 10, 32, 255}) rs::WriteRawByte(os << ' ', b);
-    std::istringstream back(os.str() + " 8");
-    int first = 0, last = 0;
-    rs::Read(back, first);
-    EXPECT_EQ(readBytes(back, 5), (std::vector<int>{0, 9, 10, 32, 255}));
-    rs::Read(back, last);
-    EXPECT_EQ(first * 10 + last, 78);
-    EXPECT_TRUE(back);
+    EXPECT_EQ(os.str(), std::string(" \0 \t \n   \xff", 10));
 }
 
 TEST(RecordStream, CountedTokenAndLineTexts) {
