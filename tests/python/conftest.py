@@ -15,6 +15,32 @@ TYPE_NAMES = {0x40000002: "int32", 0x40000003: "uint32", 0x40000005: "uint64", 0
               0x40000007: "double", 0x40000008: "string", 1: "byte"}
 
 
+def binned_frames():
+    """binned.mcf: columns 5..36, rows 3..10 binned 2 x 2 (4 rows of 16); pixel i of frame f is 10 + 1000 f + i / 2."""
+    return 10 + 1000 * np.arange(3)[:, None, None] + 0.5 * np.arange(64).reshape(1, 4, 16)
+
+
+def binned_x(p):
+    """binned.mcf's wavelength at detector column p; a binned column c spans 5 + 2c and 6 + 2c."""
+    return 400 + 0.5 * p + 0.001 * p**2
+
+
+def small_frames():
+    """small00..49.mcf: file i holds 10000 i + 1000 f + p / 2 at frame f, pixel p of 6 x 8."""
+    return (10000 * np.arange(50)[:, None, None, None] + 1000 * np.arange(4)[None, :, None, None]
+            + 0.5 * np.arange(48).reshape(1, 1, 6, 8))
+
+
+def mapped_paths():
+    with open("/proc/self/maps") as maps:
+        return [line.split(None, 5)[5].strip() for line in maps if len(line.split(None, 5)) == 6]
+
+
+def open_descriptors():
+    return sorted(os.readlink(f"/proc/self/fd/{fd}") for fd in os.listdir("/proc/self/fd")
+                  if os.path.exists(f"/proc/self/fd/{fd}"))
+
+
 @pytest.fixture(scope="session")
 def files(tmp_path_factory):
     root = tmp_path_factory.mktemp("mcf")

@@ -9,7 +9,7 @@ import numpy as np
 import pytest
 
 import kvmcfio
-from conftest import BACKGROUND, SIGNAL
+from conftest import BACKGROUND, SIGNAL, open_descriptors, small_frames
 
 
 def read_syscalls():
@@ -24,20 +24,18 @@ def test_a_source_is_an_array_like_with_the_c_functions_pixels(files, cref):
              ("handtyped.mcf", "background", BACKGROUND, (3, 1, 2)))
     for name, source, code, shape in cases:
         cref.open(files / name)
-        expected = cref.frames(code)
         with kvmcfio.File(files / name) as f:
             s = f.sources[source]
             assert (s.shape, s.dtype, s.ndim, s.axes, len(s)) == (shape, np.float32, 3, "TYX", shape[0])
             whole = np.asarray(s)
             assert whole.shape == shape and whole.dtype == np.float32
-            np.testing.assert_array_equal(whole.reshape(shape[0], -1), expected)
-            np.testing.assert_array_equal(whole.reshape(shape[0], -1), s.frames)
+            np.testing.assert_array_equal(whole.reshape(shape[0], -1), cref.frames(code))
+            np.testing.assert_array_equal(s.frames, cref.frames(code))
     with kvmcfio.File(files / "demo.mcf") as f:
         assert repr(f.sources["signal"]) == "<Source 'signal': 20 frames of 1 x 1024, float32>"
         assert repr(f.sources["background"]) == "<Source 'background': 1 frame of 32 x 64 (sub-image 0 of 2), float32>"
-    with kvmcfio.File(files / "handtyped.mcf") as f:
-        # Frames {1, 2}, {3, 4}, {5, 6} as typed.
-        assert np.asarray(f.sources["signal"]).tolist() == [[[1, 2]], [[3, 4]], [[5, 6]]]
+    # Frames {1, 2}, {3, 4}, {5, 6} as typed.
+    assert kvmcfio.imread(files / "handtyped.mcf").tolist() == [[[1, 2]], [[3, 4]], [[5, 6]]]
 
 
 def test_frames_by_integer_slice_step_and_index_array(files, cref):
@@ -52,7 +50,6 @@ def test_frames_by_integer_slice_step_and_index_array(files, cref):
         for key in keys:
             np.testing.assert_array_equal(s[key], reference[key], err_msg=repr(key))
             assert s[key].flags.writeable
-        np.testing.assert_array_equal(s[[4, 5]], s.frames[[4, 5]].reshape(2, 1, 1024))
         # One positioned read per run of consecutive frames (beside the counter's own reads).
         s[0]
         own = -read_syscalls() + read_syscalls()
@@ -109,9 +106,7 @@ def test_asarray_into_callers_arrays_and_memory_maps(files, cref):
 
 def test_imread_of_paths_lists_and_globs(files):
     small = [files / f"small{i:02d}.mcf" for i in range(50)]
-    # File i holds 10000 i + 1000 f + p / 2 at frame f, pixel p of 6 x 8.
-    expected = (10000 * np.arange(50)[:, None, None, None] + 1000 * np.arange(4)[None, :, None, None]
-                + 0.5 * np.arange(48).reshape(1, 1, 6, 8))
+    expected = small_frames()
     np.testing.assert_array_equal(kvmcfio.imread(small[7]), expected[7])
     np.testing.assert_array_equal(kvmcfio.imread(str(small[7]).encode()), expected[7])
     np.testing.assert_array_equal(kvmcfio.imread(small[:3]), expected[:3])
@@ -122,10 +117,9 @@ def test_imread_of_paths_lists_and_globs(files):
     assert kvmcfio.imread(small[5:7], out=out) is out
     np.testing.assert_array_equal(out, expected[5:7])
     np.testing.assert_array_equal(kvmcfio.imread(small[5:7], out="memmap"), expected[5:7])
-    # The demo background's second sub-image through imread.
     with kvmcfio.File(files / "demo.mcf") as f:
-        second = f.sources["background"].subimage(1).copy()
-    np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf", source="background", subimage=1), second)
+        np.testing.assert_array_equal(kvmcfio.imread(files / "demo.mcf", source="background", subimage=1),
+                                      f.sources["background"].subimage(1))
 
     with pytest.raises(ValueError, match=r"binned\.mcf .*small00\.mcf.*do not stack"):
         kvmcfio.imread([small[0], files / "binned.mcf"])
@@ -155,9 +149,6 @@ def test_openers_for_paths_file_objects_and_bytes(files, tmp_path):
         with kvmcfio.File.from_bytes(data_like) as f:
             np.testing.assert_array_equal(f.sources["signal"][:], expected)
     np.testing.assert_array_equal(kvmcfio.imread(io.BytesIO(data)), expected)
-    fsspec = pytest.importorskip("fsspec")
-    with fsspec.open(str(path), "rb") as remote:
-        np.testing.assert_array_equal(kvmcfio.imread(remote), expected)
     # A file object's name goes into its errors; bytes take the name they are given.
     bad = tmp_path / "notes.json"
     bad.write_bytes(b'{"frames": 3}\n')
@@ -168,10 +159,6 @@ def test_openers_for_paths_file_objects_and_bytes(files, tmp_path):
     for wrong in (io.StringIO("text"), 3, bytearray(data)):
         with pytest.raises(TypeError):
             kvmcfio.File(wrong)
-
-
-def open_descriptors():
-    return sorted(os.listdir("/proc/self/fd"))
 
 
 def test_refusals_raise_the_packages_exceptions_and_leave_nothing_open(files, tmp_path):
@@ -202,5 +189,6 @@ def test_refusals_raise_the_packages_exceptions_and_leave_nothing_open(files, tm
     data = (files / "demo.mcf").read_bytes()
     with pytest.raises(kvmcfio.FormatError) as cut:
         kvmcfio.File.from_bytes(data[:300])
+    assert cut.value.code == 22003 and cut.value.position["offset"] is not None
     assert cut.value.position["source"] == "signal" and cut.value.position["image"] == 0
     assert open_descriptors() == before

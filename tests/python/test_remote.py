@@ -25,8 +25,7 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
     path = series / "a.mcf"
     size = path.stat().st_size
     with kvmcfio.File(path) as f:
-        src = f.sources["signal"]
-        data_start, local = src.data_start, src[137]
+        data_start = f.sources["signal"].data_start
     frame_bytes = 64 * 64 * 4
     trailer = size - data_start - 200 * frame_bytes
     with serving(series) as server:
@@ -36,7 +35,6 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
             frame = f.sources["signal"][137]
             served = server.served["/a.mcf"]
             ranges = [r for _, r in server.requests]
-        np.testing.assert_array_equal(frame, local)
         # Frame 137 is pixels 137 * 4096 .. of the pattern (i mod 65521).
         np.testing.assert_array_equal(frame.ravel(), (137 * 4096 + np.arange(4096)) % 65521)
         # The records: the first 256 KiB block (records and the first pixels) and the
@@ -78,17 +76,3 @@ def test_urls_that_misbehave_fail_with_the_url_and_never_hang(series):
             with pytest.raises((kvmcfio.FormatError, kvmcfio.FileError), match="a.mcf"):
                 kvmcfio.File(server.url("a.mcf"))
             assert sum(server.served.values()) <= cut
-
-
-def test_dask_stack_of_urls_on_a_cluster_of_two_worker_processes(files):
-    distributed = pytest.importorskip("distributed")
-    names = [f"small{i:02d}.mcf" for i in range(20)]
-    with serving(files) as server:
-        stack = kvmcfio.dask_stack([server.url(n) for n in names], frames_per_chunk=3)
-        with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
-                                      dashboard_address=None, silence_logs=50) as cluster, \
-                distributed.Client(cluster) as client:
-            # The workers have no path: each task opens its URL.
-            np.testing.assert_array_equal(client.compute(stack).result(),
-                                          kvmcfio.imread([files / n for n in names]))
-            assert len(set(client.run(os.getpid).values())) == 2

@@ -7,21 +7,11 @@ import pytest
 import xarray as xr
 
 import kvmcfio
-from conftest import BACKGROUND, SIGNAL
-
-
-def x_of(p):
-    # The binned file's wavelength calibration, for detector column p.
-    return 400 + 0.5 * p + 0.001 * p**2
-
-
-def mapped_paths():
-    with open("/proc/self/maps") as maps:
-        return [line.split(None, 5)[5].strip() for line in maps if len(line.split(None, 5)) == 6]
+from conftest import BACKGROUND, SIGNAL, binned_frames, binned_x as x_of, mapped_paths
 
 
 def test_sel_by_wavelength_time_and_z_on_calibrated_series(files):
-    cube = kvmcfio.imread(files / "binned.mcf")
+    cube = binned_frames()
     with kvmcfio.File(files / "binned.mcf") as f:
         for chunks in (None, 2):
             da = f.sources["signal"].to_xarray(chunks=chunks)
@@ -44,6 +34,7 @@ def test_sel_by_wavelength_time_and_z_on_calibrated_series(files):
             assert da["x"].attrs == {"long_name": "Wavelength", "units": "nm"}
             assert da["time"].attrs["units"] == "s"
             assert da.attrs["KineticCycleTime"] == np.float32(0.25) and da.attrs["subimage"] == 0
+            assert da.attrs["units"] == ""
         assert da.chunks == ((2, 1), (4,), (16,))
 
     with kvmcfio.File(files / "demo.mcf") as f:

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -27,29 +28,26 @@ void ExpectKeys(const json& object, std::set<std::string> keys, const std::strin
     EXPECT_EQ(seen, keys) << where;
 }
 
-void ExpectNumberOrNull(const json& v, const std::string& where) {
-    EXPECT_TRUE(v.is_number() || v.is_null()) << where << ": " << v;
-}
+bool NumberOrNull(const json& v) { return v.is_number() || v.is_null(); }
 
 void ExpectInfo(const json& e) {
     ExpectKeys(e, {"file", "sources"}, "info");
+    // What each type's value must be in JSON.
+    const std::map<std::string, std::function<bool(const json&)>> kinds = {
+        {"int32", [](const json& v) { return v.is_number_integer(); }},
+        {"uint32", [](const json& v) { return v.is_number_unsigned(); }},
+        {"uint64", [](const json& v) { return v.is_number_unsigned(); }},
+        {"byte", [](const json& v) { return v.is_number_unsigned(); }},
+        {"float", NumberOrNull},
+        {"double", NumberOrNull},
+        {"string", [](const json& v) { return v.is_string(); }}};
     for (const json& s : e["sources"]) {
         EXPECT_TRUE(s["name"].is_string());
-        const std::set<std::string> types = {"int32", "uint32", "uint64", "float", "double", "string", "byte"};
         for (const auto& p : s["properties"].items()) {
             ExpectKeys(p.value(), {"type", "value"}, p.key());
-            const std::string type = p.value()["type"];
-            EXPECT_TRUE(types.count(type)) << p.key();
-            const json& v = p.value()["value"];
-            if (type == "string") {
-                EXPECT_TRUE(v.is_string()) << p.key();
-            } else if (type == "int32") {
-                EXPECT_TRUE(v.is_number_integer()) << p.key();
-            } else if (type == "float" || type == "double") {
-                ExpectNumberOrNull(v, p.key());
-            } else {
-                EXPECT_TRUE(v.is_number_unsigned()) << p.key();
-            }
+            const auto kind = kinds.find(p.value()["type"].get<std::string>());
+            ASSERT_NE(kind, kinds.end()) << p.key();
+            EXPECT_TRUE(kind->second(p.value()["value"])) << p.key() << ": " << p.value();
         }
     }
 }
@@ -69,7 +67,7 @@ void ExpectFrames(const json& e) {
     for (const json& row : e["frames"]) {
         EXPECT_EQ(row["index"], index++);
         for (const char* k : {"kinetic_time", "time_stamp", "metadata_word", "high_precision_time_stamp"})
-            ExpectNumberOrNull(row[k], k);
+            EXPECT_TRUE(NumberOrNull(row[k])) << k << ": " << row[k];
     }
     EXPECT_GT(index, 0u);
 }

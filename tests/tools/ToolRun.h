@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -20,13 +21,10 @@ struct ToolResult {
     int code = -1;
     std::string out, err;
     // The lines written to stderr.
-    int ErrLines() const {
-        int n = 0;
-        for (char c : err) n += c == '\n';
-        return n;
-    }
+    long ErrLines() const { return std::count(err.begin(), err.end(), '\n'); }
 };
 
+// The file's bytes; empty for one that cannot be read (missing, a folder).
 inline std::string Slurp(const std::string& path) {
     std::ifstream is(path, std::ios::binary);
     std::ostringstream all;

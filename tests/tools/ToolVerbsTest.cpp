@@ -32,14 +32,14 @@ TEST(ToolVerbs, SummaryCountsFramesAndSubImagesFromZero) {
     ASSERT_TRUE(kvmcftools::WriteDemoFile(demo.Path()));
     const auto r = Kvmcf({demo.Path()});
     EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(Has(r.out, "signal: 20 frames of 1024 pixels, 1 sub-image\n"), "");
-    EXPECT_EQ(Has(r.out, "sub-image 0: columns 1-1024, rows 1-256, binning 1x256"), "");
-    // 580 + 0.0625 p - 1.5e-6 p^2 at columns 1 and 1024.
-    EXPECT_EQ(Has(r.out, "Wavelength nm, 580.062 to 642.427 over columns 1-1024"), "");
-    // 64 x 32 at full resolution, then 128 x 64 binned 2 x 2.
-    EXPECT_EQ(Has(r.out, "sub-image 1: columns 401-528, rows 137-200, binning 2x2"), "");
-    // Background pixels are 95 + (i mod 17) / 2: 95 to 103.
-    EXPECT_EQ(Has(r.out, "frame 0:       min 95  max 103"), "");
+    // X = 580 + 0.0625 p - 1.5e-6 p^2 at columns 1 and 1024; the background's second sub-image
+    // is 128 x 64 binned 2 x 2, its pixels 95 + (i mod 17) / 2: 95 to 103.
+    for (const char* part : {"signal: 20 frames of 1024 pixels, 1 sub-image\n",
+                             "sub-image 0: columns 1-1024, rows 1-256, binning 1x256",
+                             "Wavelength nm, 580.062 to 642.427 over columns 1-1024",
+                             "sub-image 1: columns 401-528, rows 137-200, binning 2x2",
+                             "frame 0:       min 95  max 103"})
+        EXPECT_EQ(Has(r.out, part), "");
     EXPECT_EQ(r.out.find("sub-image 2"), std::string::npos);
 }
 
@@ -64,9 +64,9 @@ TEST(ToolVerbs, InfoTypesValuesFromTheTypedProperty) {
 
     const auto table = Kvmcf({"info", words.Path(), "--source", "background"});
     EXPECT_EQ(table.code, 0);
-    EXPECT_EQ(Has(table.out, "count sub-images from 1"), "");
-    EXPECT_EQ(Has(table.out, "[background]\n"), "");
-    EXPECT_EQ(Has(table.out, "ExposureTime                   float   0.05\n"), "");
+    for (const char* part :
+         {"count sub-images from 1", "[background]\n", "ExposureTime                   float   0.05\n"})
+        EXPECT_EQ(Has(table.out, part), "");
     EXPECT_EQ(table.out.find("[signal]"), std::string::npos);
 
     // Image data settings only the section carries: port 2 and direction 4 name table
@@ -111,8 +111,8 @@ TEST(ToolVerbs, FramesShowTimesTimeCodesAndTagsFromTheSection) {
 
     const auto text = Kvmcf({"frames", file.Path()});
     EXPECT_EQ(text.code, 0);
-    EXPECT_EQ(Has(text.out, "Tue Mar  3 14:05:09.250 2015"), "");
-    EXPECT_EQ(Has(text.out, "signal, 2 frames (from 0)"), "");
+    for (const char* part : {"Tue Mar  3 14:05:09.250 2015", "signal, 2 frames (from 0)"})
+        EXPECT_EQ(Has(text.out, part), "");
 
     // The 64-bit words whole.
     kvmcftest::TempFile words(kvmcftest::TwoSourceFile("", 0x123456789ULL), "words.mcf");
@@ -137,11 +137,11 @@ TEST(ToolVerbs, StatsOfFramesRegionsAndTheDifferenceOfTwoSources) {
     EXPECT_EQ(one["frames"][0]["index"], 1);
     json s = one["frames"][0]["regions"][0];
     EXPECT_EQ(s["sub_images"], json::array({0}));
-    EXPECT_EQ(s["pixels"], 16);
     EXPECT_EQ(s["minimum"], (json{{"value", 110}, {"x", 1}, {"y", 1}}));
     EXPECT_EQ(s["maximum"], (json{{"value", 117.5}, {"x", 4}, {"y", 4}}));
     EXPECT_DOUBLE_EQ(s["mean"].get<double>(), 113.75);
     EXPECT_DOUBLE_EQ(s["std"].get<double>(), 0.5 * kSpreadOfSixteen);
+    EXPECT_EQ(s["pixels"], 16);
     EXPECT_EQ(s["mode"], 110);  // all differ: the smallest
     EXPECT_EQ(s["nan"], 0);
 
@@ -170,8 +170,8 @@ TEST(ToolVerbs, StatsOfFramesRegionsAndTheDifferenceOfTwoSources) {
     EXPECT_EQ(clipped["region_clipped"], true);
     EXPECT_EQ(clipped["frames"][0]["regions"][0]["right"], 4);
     const auto text = Kvmcf({"stats", file.Path(), "--frames", "1", "--region", "0,0,9,9"});
-    EXPECT_EQ(Has(text.out, "region clipped to the sub-images: columns 1-4, rows 1-4"), "");
-    EXPECT_EQ(Has(text.out, "minimum    110 at (1, 1)"), "");
+    for (const char* part : {"region clipped to the sub-images: columns 1-4, rows 1-4", "minimum    110 at (1, 1)"})
+        EXPECT_EQ(Has(text.out, part), "");
     // describe is the same verb.
     EXPECT_EQ(Kvmcf({"describe", file.Path(), "--frames", "1"}).out, Kvmcf({"stats", file.Path(), "--frames", "1"}).out);
 }
@@ -211,27 +211,17 @@ TEST(ToolVerbs, StatsPlaceBinnedPixelsAtTheFirstDetectorPixelOfTheirBin) {
     EXPECT_DOUBLE_EQ(a["mean"].get<double>(), 33.0 / 8);
 }
 
-TEST(ToolVerbs, OneFrameIndexMeansTheSameFrameInEveryVerb) {
+TEST(ToolVerbs, PreviewCountsFramesAndSubImagesFromZero) {
     kvmcftest::TempFile file(kvmcftest::TwoSourceFile(), "two.mcf");
-    // Frame 1 holds 110 .. 117.5, frame 0 100 .. 107.5.
-    const json stats = json::parse(Kvmcf({"stats", file.Path(), "--frames", "1", "--json"}).out);
-    EXPECT_EQ(stats["files"][0]["frames"][0]["regions"][0]["minimum"]["value"], 110);
-    // Row 3 of frame 1: pixels 12 to 15, 116 to 117.5 (frame 0's are 106 to 107.5).
-    const auto csv = Kvmcf({"export", file.Path(), "-", "--frames", "1", "--rows", "3"});
-    EXPECT_EQ(csv.code, 0) << csv.err;
-    EXPECT_EQ(Has(csv.out, "117.5"), "");
-    EXPECT_EQ(csv.out.find("107.5"), std::string::npos);
-    const json frames = json::parse(Kvmcf({"frames", file.Path(), "--json"}).out);
-    EXPECT_EQ(frames["files"][0]["frames"][1]["time_stamp"], 107);
     const std::string png = file.Path() + "-1.png";
     EXPECT_EQ(Kvmcf({"preview", file.Path(), png, "--frame", "1", "--quiet"}).code, 0);
-    const auto past = Kvmcf({"preview", file.Path(), file.Path() + "-2.png", "--frame", "2", "--quiet"});
+    std::remove(png.c_str());
+    const auto past = Kvmcf({"preview", file.Path(), png, "--frame", "2", "--quiet"});
     EXPECT_EQ(past.code, 1);
     EXPECT_EQ(past.ErrLines(), 1);
     EXPECT_EQ(Has(past.err, "frames 2 are outside the 2 frames (0:2)"), "");
-    const auto sub = Kvmcf({"preview", file.Path(), file.Path() + "-s.png", "--sub-image", "1", "--quiet"});
+    const auto sub = Kvmcf({"preview", file.Path(), png, "--sub-image", "1", "--quiet"});
     EXPECT_EQ(Has(sub.err, "sub-image 1 is not one of the 1 sub-images of signal (from 0)"), "");
-    std::remove(png.c_str());
 }
 
 TEST(ToolVerbs, HelpForEveryVerbVersionAndUsageErrors) {
@@ -254,7 +244,6 @@ TEST(ToolVerbs, HelpForEveryVerbVersionAndUsageErrors) {
     EXPECT_EQ(top.code, 0);
     for (const auto& v : verbs) EXPECT_EQ(Has(top.out, v.first), "");
     EXPECT_EQ(Has(top.out, "count from 0"), "");
-
     const auto version = Kvmcf({"--version"});
     EXPECT_EQ(version.code, 0);
     EXPECT_EQ(version.out, std::string(kvmcf::libraryVersion()) + "\n");
