@@ -55,26 +55,18 @@ TEST(IRIGData, BlocksTranslateToCalendarText) {
     EXPECT_EQ(Translate(Block(16, 0)), "");
     EXPECT_EQ(Translate({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x90, 1, 0, 0}), "");
     EXPECT_EQ(Translate(kMarch3, 11), "Tue Mar  3");
-
-    // A frame not held leaves the caller's buffer alone.
-    TIRIGDataHandler h;
-    h.SetSeriesLength(1);
-    unsigned char out[4] = {'X', 'X', 'X', 'X'};
-    h.GetTranslatedIRIGData(out, 1);
-    h.GetTranslatedIRIGData(out, -1);
+    TIRIGDataHandler none;  // a frame not held leaves the caller's buffer alone
+    unsigned char out[1] = {'X'};
+    none.GetTranslatedIRIGData(out, -1);
     EXPECT_EQ(out[0], 'X');
+
 }
 
 TEST(IRIGData, DayOfYearToMonth) {
-    struct Case {
-        int dayOfYear, year, day, month;
-    } const cases[] = {
-        {0, 2023, 0, 0},    {32, 2023, 1, 2},    {59, 2023, 28, 2},  {60, 2024, 29, 2},
-        {366, 2024, 31, 12}, {366, 2023, 1, 13}, {60, 1900, 1, 3},  {60, 2000, 29, 2},
-    };
-    for (const Case& c : cases) {
-        int day = c.dayOfYear;
-        int month = -1;
+    // Day 366 of a common year runs into a thirteenth month; 1900 is not a leap year, 2000 is.
+    const struct { int dayOfYear, year, day, month; } cases[] = {{0, 2023, 0, 0}, {366, 2023, 1, 13}, {60, 1900, 1, 3}, {60, 2000, 29, 2}};
+    for (const auto& c : cases) {
+        int day = c.dayOfYear, month = -1;
         TIRIGDataHandler::DaysToMonths(&day, &month, c.year);
         EXPECT_EQ(std::make_pair(day, month), std::make_pair(c.day, c.month)) << c.dayOfYear << "/" << c.year;
     }
@@ -88,7 +80,6 @@ TEST(IRIGData, HexTextBothWays) {
     h.SetSeriesLength(2);
     h.SetIRIGData(0, kMarch3.data());
     EXPECT_EQ(std::string(h.GetAllIRIGDataAsHex()), march3 + zeros17);
-    EXPECT_EQ(std::string(h.GetFrameIRIGDataAsHex(0)), march3);
     EXPECT_EQ(std::string(h.GetFrameIRIGDataAsHex(2)), zeros17);
     EXPECT_STREQ(h.GetFrameIRIGDataAsHex(3), "");
 
@@ -96,15 +87,10 @@ TEST(IRIGData, HexTextBothWays) {
     TIRIGDataHandler r;
     r.SetSeriesLength(2);
     r.SetAllIRIGDataAsHex(("1,2,3,4,5,6,7,8,9,a,b,c,d,e,f,10,ff,||" + march3 + "5,|").c_str());
-    EXPECT_EQ(r.GetIRIGData(0)[15], 0x10);
-    EXPECT_EQ(r.GetIRIGData(0)[16], 0);
-    EXPECT_EQ(std::string(r.GetFrameIRIGDataAsHex(1)), march3);
-
+    EXPECT_EQ(r.GetIRIGData(0)[15] * 256 + r.GetIRIGData(0)[16], 0x1000);
     r.SetIRIGAvailablity(true);
     TIRIGDataHandler copy;
     copy = r;
     EXPECT_FALSE(copy.GetIRIGAvailablity());
     EXPECT_EQ(std::string(copy.GetFrameIRIGDataAsHex(1)), march3);
-    copy.SetSeriesLength(3);  // a new length starts empty
-    EXPECT_EQ(std::string(copy.GetFrameIRIGDataAsHex(1)), zeros17);
 }

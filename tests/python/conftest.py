@@ -9,10 +9,35 @@ import numpy as np
 import pytest
 
 SIGNAL, BACKGROUND = 0x40000000, 0x40000002
-AXIS_X, AXIS_Z = 0x40000000, 0x40000002
 SUCCESS = 22002
 TYPE_NAMES = {0x40000002: "int32", 0x40000003: "uint32", 0x40000005: "uint64", 0x40000006: "float",
               0x40000007: "double", 0x40000008: "string", 1: "byte"}
+
+
+def binned_frames():
+    """binned.mcf: columns 5..36, rows 3..10 binned 2 x 2 (4 rows of 16); pixel i of frame f is 10 + 1000 f + i / 2."""
+    return 10 + 1000 * np.arange(3)[:, None, None] + 0.5 * np.arange(64).reshape(1, 4, 16)
+
+
+def binned_x(p):
+    """binned.mcf's wavelength at detector column p; a binned column c spans 5 + 2c and 6 + 2c."""
+    return 400 + 0.5 * p + 0.001 * p**2
+
+
+def small_frames():
+    """small00..49.mcf: file i holds 10000 i + 1000 f + p / 2 at frame f, pixel p of 6 x 8."""
+    return (10000 * np.arange(50)[:, None, None, None] + 1000 * np.arange(4)[None, :, None, None]
+            + 0.5 * np.arange(48).reshape(1, 1, 6, 8))
+
+
+def mapped_paths():
+    with open("/proc/self/maps") as maps:
+        return [line.split(None, 5)[5].strip() for line in maps if len(line.split(None, 5)) == 6]
+
+
+def open_descriptors():
+    return sorted(os.readlink(f"/proc/self/fd/{fd}") for fd in os.listdir("/proc/self/fd")
+                  if os.path.exists(f"/proc/self/fd/{fd}"))
 
 
 @pytest.fixture(scope="session")
@@ -30,9 +55,7 @@ class CReference:
         u, p = ctypes.c_uint, ctypes.POINTER
         self.lib.KVMCF_GetPropertyValue.argtypes = [u, ctypes.c_char_p, ctypes.c_char_p, u]
         self.lib.KVMCF_GetPropertyType.argtypes = [u, ctypes.c_char_p, p(u)]
-        self.lib.KVMCF_GetPixelCalibration.argtypes = [u, u, ctypes.c_int, p(ctypes.c_double)]
         self.lib.KVMCF_GetAllFrames.argtypes = [u, p(ctypes.c_float), u]
-        self.lib.KVMCF_GetSubImageInfo.argtypes = [u, u] + [p(u)] * 6
 
     def open(self, path):
         assert self.lib.KVMCF_SetFileAccessMode(0x40000001) == SUCCESS
@@ -50,14 +73,6 @@ class CReference:
         assert self.lib.KVMCF_GetAllFrames(source, buffer, out.size) == SUCCESS
         return out
 
-    def subimages(self, source):
-        out = []
-        for i in range(self.uint("KVMCF_GetNumberSubImages", source)):
-            v = [ctypes.c_uint() for _ in range(6)]
-            assert self.lib.KVMCF_GetSubImageInfo(source, i, *[ctypes.byref(x) for x in v]) == SUCCESS
-            out.append(tuple(x.value for x in v))
-        return out
-
     def property(self, source, name):
         """(text, type name) of a property, or None when the value query refuses it."""
         text = ctypes.create_string_buffer(4096)
@@ -66,11 +81,6 @@ class CReference:
         kind = ctypes.c_uint()
         self.lib.KVMCF_GetPropertyType(source, name.encode(), ctypes.byref(kind))
         return text.value.decode("latin-1"), TYPE_NAMES.get(kind.value)
-
-    def calibration(self, source, axis, pixel):
-        out = ctypes.c_double()
-        assert self.lib.KVMCF_GetPixelCalibration(source, axis, pixel, ctypes.byref(out)) == SUCCESS
-        return out.value
 
 
 @pytest.fixture(scope="session")

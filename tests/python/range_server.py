@@ -1,6 +1,5 @@
-"""A loopback HTTP server for the tests: serves the files of one folder, honours
-single byte ranges, counts the bytes it sends per path, and can misbehave on purpose
-(ignore ranges, cut files short, or never answer). Stopped when the test ends."""
+"""A loopback HTTP server serving one folder with single byte ranges, counting what it
+sends; it can ignore ranges, cut files short, or never answer."""
 
 import contextlib
 import http.server
@@ -19,14 +18,6 @@ class _Handler(http.server.BaseHTTPRequestHandler):
     def log_message(self, *args):
         pass
 
-    def _target(self):
-        server = self.server
-        path = os.path.join(server.root, self.path.lstrip("/").split("?")[0])
-        if not os.path.isfile(path):
-            self.send_error(404)
-            return None
-        return path, os.path.getsize(path)
-
     def do_HEAD(self):
         self._answer(head=True)
 
@@ -34,32 +25,28 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         self._answer(head=False)
 
     def _answer(self, head):
-        found = self._target()
-        if found is None:
-            return
-        path, size = found
         server = self.server
-        first, last = 0, size - 1
-        status = 200
+        path = os.path.join(server.root, self.path.lstrip("/").split("?")[0])
+        if not os.path.isfile(path):
+            self.send_error(404)
+            return
+        size = os.path.getsize(path)
+        first, last, status = 0, size - 1, 200
         match = _RANGE.match(self.headers.get("Range", ""))
         if match and not server.ignore_range:
-            first = int(match.group(1))
-            last = int(match.group(2)) if match.group(2) else size - 1
+            first, status = int(match.group(1)), 206
+            last = min(int(match.group(2)) if match.group(2) else size - 1, size - 1)
             if first >= size:
                 self.send_response(416)
                 self.send_header("Content-Range", f"bytes */{size}")
                 self.send_header("Content-Length", "0")
                 self.end_headers()
                 return
-            last = min(last, size - 1)
-            status = 206
         # Only the bytes asked for are read from disk.
-        length = last + 1 - first
-        if server.cut is not None:
-            length = min(length, server.cut)
+        length = last + 1 - first if server.cut is None else min(last + 1 - first, server.cut)
         with open(path, "rb") as f:
             f.seek(first)
-            body = f.read(length) if not head else b""
+            body = b"" if head else f.read(length)
         self.send_response(status)
         self.send_header("Content-Type", "application/octet-stream")
         self.send_header("Accept-Ranges", "none" if server.ignore_range else "bytes")
@@ -80,20 +67,12 @@ class RangeServer(http.server.ThreadingHTTPServer):
 
     def __init__(self, root, ignore_range=False, cut=None):
         super().__init__(("127.0.0.1", 0), _Handler)
-        self.root = str(root)
-        self.ignore_range = ignore_range
-        self.cut = cut
+        self.root, self.ignore_range, self.cut = str(root), ignore_range, cut
         self.lock = threading.Lock()
-        self.served = {}
-        self.requests = []
+        self.served, self.requests = {}, []
 
     def url(self, name):
         return f"http://127.0.0.1:{self.server_address[1]}/{name}"
-
-    def reset_counts(self):
-        with self.lock:
-            self.served.clear()
-            self.requests.clear()
 
 
 @contextlib.contextmanager
@@ -112,10 +91,7 @@ def serving(root, **options):
 @contextlib.contextmanager
 def silent_port():
     """A port that accepts connections and never answers, for time-out tests."""
-    sock = socket.socket()
-    sock.bind(("127.0.0.1", 0))
-    sock.listen(8)
-    try:
+    with socket.socket() as sock:
+        sock.bind(("127.0.0.1", 0))
+        sock.listen(8)
         yield f"http://127.0.0.1:{sock.getsockname()[1]}/"
-    finally:
-        sock.close()

@@ -1,3 +1,4 @@
+import os
 import pickle
 
 import dask
@@ -5,6 +6,8 @@ import numpy as np
 import pytest
 
 import kvmcfio
+from conftest import small_frames
+from range_server import serving
 
 
 @pytest.fixture(scope="module")
@@ -14,30 +17,20 @@ def small(files):
 
 def test_stack_is_lazy_and_carries_only_paths_and_numbers(small):
     stack = kvmcfio.dask_stack(small, frames_per_chunk=3)
-    assert stack.shape == (50, 4, 6, 8) and stack.dtype == np.float32
-    assert stack.chunks[1] == (3, 1)
+    assert (stack.shape, stack.dtype, stack.chunks[1]) == ((50, 4, 6, 8), np.float32, (3, 1))
     graph = dict(stack.__dask_graph__())
     assert len(graph) == 100
     for task in graph.values():
         assert all(isinstance(a, (str, int)) for a in task[1:])
     assert pickle.loads(pickle.dumps(graph)).keys() == graph.keys()
 
-    # File i holds 10000 i + 1000 f + p / 2 at frame f, pixel p.
-    expected = (10000 * np.arange(50)[:, None, None, None] + 1000 * np.arange(4)[None, :, None, None]
-                + 0.5 * np.arange(48).reshape(1, 1, 6, 8))
     with dask.config.set(scheduler="threads"):
-        np.testing.assert_array_equal(stack.compute(), expected)
-        np.testing.assert_array_equal(stack.compute(), np.stack([kvmcfio.imread(p) for p in small]))
-        assert float(stack[7, 2].mean().compute()) == 72000 + 11.75
+        np.testing.assert_array_equal(stack.compute(), small_frames())
+        assert float(stack[7, 2].mean().compute()) == 72000 + 11.75  # 70000 + 2000 + mean of p / 2
 
 
-def test_stacks_of_one_path_a_glob_and_a_sub_image(small, files):
-    one = kvmcfio.dask_stack(small[3])
-    assert one.shape == (1, 4, 6, 8)
-    np.testing.assert_array_equal(one.compute(scheduler="sync")[0], kvmcfio.imread(small[3]))
-    pattern = kvmcfio.dask_stack(str(files / "small1*.mcf"), frames_per_chunk=2)
-    assert pattern.chunks[:2] == ((1,) * 10, (2, 2))
-    np.testing.assert_array_equal(pattern.compute(scheduler="sync"), kvmcfio.imread(small[10:20]))
+def test_stacks_of_one_path_and_a_sub_image_and_their_refusals(small, files):
+    np.testing.assert_array_equal(kvmcfio.dask_stack(small[3]).compute(scheduler="sync"), small_frames()[3:4])
     second = kvmcfio.dask_stack(str(files / "demo.mcf"), source="background", subimage=1)
     np.testing.assert_array_equal(second.compute(scheduler="sync")[0],
                                   kvmcfio.imread(files / "demo.mcf", source="background", subimage=1))
@@ -47,15 +40,18 @@ def test_stacks_of_one_path_a_glob_and_a_sub_image(small, files):
         kvmcfio.dask_stack(small, frames_per_chunk=0)
 
 
-def test_stack_reduces_on_a_cluster_of_two_worker_processes(small):
+def test_stacks_of_paths_and_urls_reduce_on_a_cluster_of_two_worker_processes(small, files):
     distributed = pytest.importorskip("distributed")
-    stack = kvmcfio.dask_stack(small)
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
-                                  dashboard_address=None, silence_logs=50) as cluster, \
+    with serving(files) as server, \
+            distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
+                                     dashboard_address=None, silence_logs=50) as cluster, \
             distributed.Client(cluster) as client:
-        np.testing.assert_array_equal(client.compute(stack).result(), kvmcfio.imread(small))
-        means = client.compute(stack.mean(axis=(1, 2, 3))).result()
+        stack = kvmcfio.dask_stack(small)
+        np.testing.assert_array_equal(client.compute(stack).result(), small_frames())
         # Each file's mean: 10000 i + 1000 * 1.5 + 23.5 / 2.
+        means = client.compute(stack.mean(axis=(1, 2, 3))).result()
         np.testing.assert_array_equal(means, 10000 * np.arange(50) + 1500 + 11.75)
-        workers = client.run(lambda: __import__("os").getpid())
-        assert len(set(workers.values())) == 2
+        # The workers have no path: each task opens its URL.
+        urls = kvmcfio.dask_stack([server.url(f"small{i:02d}.mcf") for i in range(20)], frames_per_chunk=3)
+        np.testing.assert_array_equal(client.compute(urls).result(), small_frames()[:20])
+        assert len(set(client.run(os.getpid).values())) == 2

@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 
 import kvmcfio
-from conftest import BACKGROUND, SIGNAL
+from conftest import BACKGROUND, SIGNAL, binned_frames, binned_x
 from range_server import serving
 
 KVMCF = os.environ.get("KVMCF")
@@ -31,10 +31,9 @@ import xarray as xr
 refs, expected = sys.argv[1], np.load(sys.argv[2])
 options = {"consolidated": False, "storage_options": {"fo": refs}}
 with xr.open_dataset("reference://", engine="zarr", group="signal", backend_kwargs=options) as ds:
-    np.testing.assert_array_equal(ds["subimage0"].values, expected["signal"])
-    np.testing.assert_array_equal(ds["time"].values, expected["signal_time"])
-    np.testing.assert_array_equal(ds["x"].values, expected["signal_x"])
-    np.testing.assert_array_equal(ds["column"].values, np.arange(1, 1025))
+    for name, value in (("subimage0", expected["signal"]), ("time", expected["signal_time"]),
+                        ("x", expected["signal_x"]), ("column", np.arange(1, 1025))):
+        np.testing.assert_array_equal(ds[name].values, value)
     assert ds["time"].dtype == np.float32 and ds["subimage0"].dims == ("frame", "row", "column")
     # Float properties as they print in float32, not as widened doubles.
     assert ds.attrs["KineticCycleTime"] == 0.1 and ds.attrs["ExposureTime"] == 0.05
@@ -74,11 +73,6 @@ def test_demo_references_read_by_zarr_and_xarray_alone(files, cref, tmp_path):
     assert done.returncode == 0 and done.stdout.strip() == "read", done.stderr
 
 
-def x_of(p):
-    # The binned file's wavelength calibration, for detector column p.
-    return 400 + 0.5 * p + 0.001 * p**2
-
-
 def test_references_over_http_give_the_frames_axes_and_times(files, tmp_path):
     import xarray as xr
 
@@ -88,18 +82,12 @@ def test_references_over_http_give_the_frames_axes_and_times(files, tmp_path):
         assert refs(files / "binned.mcf", out, "--url", url).returncode == 0
         options = {"consolidated": False, "storage_options": {"fo": str(out), "remote_protocol": "http"}}
         with xr.open_dataset("reference://", engine="zarr", group="signal", backend_kwargs=options) as ds:
-            data = ds["subimage0"]
-            # Region columns 5..36, rows 3..10, binned 2 x 2: pixel i of frame f holds
-            # 10 + 1000 f + i / 2; a column's X is the mean over detector columns 5 + 2c, 6 + 2c.
-            expected = 10 + 1000 * np.arange(3)[:, None, None] + 0.5 * np.arange(64).reshape(1, 4, 16)
-            np.testing.assert_array_equal(data.values, expected)
-            np.testing.assert_allclose(ds["x"], (x_of(5 + 2 * np.arange(16)) + x_of(6 + 2 * np.arange(16))) / 2)
+            np.testing.assert_array_equal(ds["subimage0"].values, binned_frames())
+            c = np.arange(16)
+            np.testing.assert_allclose(ds["x"], (binned_x(5 + 2 * c) + binned_x(6 + 2 * c)) / 2)
             np.testing.assert_array_equal(ds["row"], [3, 5, 7, 9])
             np.testing.assert_allclose(ds["time"], [0, 0.0025, 0.005], rtol=1e-6)
-            assert ds["x"].attrs["units"] == "nm" and ds["time"].attrs["units"] == "s"
-        served = server.served["/binned.mcf"]
-        # One chunk of the three frames, nothing else from the file.
-        assert served == 3 * 64 * 4
+        assert server.served["/binned.mcf"] == 3 * 64 * 4  # one chunk of the three frames, nothing else
 
 
 def test_chunks_hold_whole_frames_and_read_every_value(tmp_path):
@@ -113,8 +101,7 @@ def test_chunks_hold_whole_frames_and_read_every_value(tmp_path):
             refs_ = f.references(chunk_bytes=chunk_bytes)
             start = f.sources["signal"].data_start
         meta = json.loads(refs_["refs"]["signal/subimage0/.zarray"])
-        assert meta["chunks"] == [per, 4, 4] and meta["shape"] == [frames, 4, 4] and meta["dtype"] == "<f4"
-        assert meta["compressor"] is None
+        assert [meta[k] for k in ("chunks", "shape", "dtype", "compressor")] == [[per, 4, 4], [frames, 4, 4], "<f4", None]
         # A 4 x 4 frame is 64 bytes; chunk c starts c * per frames into the pixels.
         for c in range(frames // per):
             assert refs_["refs"][f"signal/subimage0/{c}.0.0"] == [str(path), start + 64 * per * c, 64 * per]
@@ -130,8 +117,7 @@ def test_refs_refuses_an_existing_output_and_a_damaged_source(files, tmp_path):
     out.write_text("keep")
     done = refs(files / "binned.mcf", out)
     assert done.returncode == 1 and "--force" in done.stderr and out.read_text() == "keep"
-    assert refs(files / "binned.mcf", out, "--force").returncode == 0
-    assert json.loads(out.read_text())["version"] == 1
+    assert refs(files / "binned.mcf", out, "--force").returncode == 0 and json.loads(out.read_text())["version"] == 1
     copy = tmp_path / "in.mcf"
     copy.write_bytes((files / "binned.mcf").read_bytes())
     # A relative FILE is written as the whole path, so readers elsewhere find it.

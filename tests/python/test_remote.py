@@ -25,8 +25,7 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
     path = series / "a.mcf"
     size = path.stat().st_size
     with kvmcfio.File(path) as f:
-        src = f.sources["signal"]
-        data_start, local = src.data_start, src[137]
+        data_start = f.sources["signal"].data_start
     frame_bytes = 64 * 64 * 4
     trailer = size - data_start - 200 * frame_bytes
     with serving(series) as server:
@@ -36,24 +35,17 @@ def test_a_frame_over_http_reads_the_records_and_exactly_that_frame(series):
             frame = f.sources["signal"][137]
             served = server.served["/a.mcf"]
             ranges = [r for _, r in server.requests]
-        np.testing.assert_array_equal(frame, local)
         # Frame 137 is pixels 137 * 4096 .. of the pattern (i mod 65521).
         np.testing.assert_array_equal(frame.ravel(), (137 * 4096 + np.arange(4096)) % 65521)
         # The records: the first 256 KiB block (records and the first pixels) and the
         # few bytes after the pixel block; then one range of exactly the frame.
-        assert opened <= 256 * 1024 + trailer
-        assert served - opened == frame_bytes
+        assert opened <= 256 * 1024 + trailer and served - opened == frame_bytes and len(ranges) <= 3
         assert ranges[-1] == f"bytes={data_start + 137 * frame_bytes}-{data_start + 138 * frame_bytes - 1}"
-        assert len(ranges) <= 3
 
         np.testing.assert_array_equal(kvmcfio.imread(url, key=slice(10, 20)), kvmcfio.imread(path, key=slice(10, 20)))
         np.testing.assert_array_equal(kvmcfio.imread([url, url], key=3), kvmcfio.imread([path, path], key=3))
         with xr.open_dataset(url, engine="kvmcf") as ds:
             np.testing.assert_array_equal(ds["signal"][5:8].values, kvmcfio.imread(path, key=slice(5, 8)))
-        import fsspec
-
-        with fsspec.open(url, "rb") as fileobj, kvmcfio.File(fileobj) as f:
-            np.testing.assert_array_equal(f.sources["signal"][199], kvmcfio.imread(path, key=199))
 
 
 def test_urls_that_misbehave_fail_with_the_url_and_never_hang(series):
@@ -78,17 +70,3 @@ def test_urls_that_misbehave_fail_with_the_url_and_never_hang(series):
             with pytest.raises((kvmcfio.FormatError, kvmcfio.FileError), match="a.mcf"):
                 kvmcfio.File(server.url("a.mcf"))
             assert sum(server.served.values()) <= cut
-
-
-def test_dask_stack_of_urls_on_a_cluster_of_two_worker_processes(files):
-    distributed = pytest.importorskip("distributed")
-    names = [f"small{i:02d}.mcf" for i in range(20)]
-    with serving(files) as server:
-        stack = kvmcfio.dask_stack([server.url(n) for n in names], frames_per_chunk=3)
-        with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, host="127.0.0.1",
-                                      dashboard_address=None, silence_logs=50) as cluster, \
-                distributed.Client(cluster) as client:
-            # The workers have no path: each task opens its URL.
-            np.testing.assert_array_equal(client.compute(stack).result(),
-                                          kvmcfio.imread([files / n for n in names]))
-            assert len(set(client.run(os.getpid).values())) == 2

@@ -1,11 +1,10 @@
-// The header object: its elements of the extension section, and the operations that
-// combine header and image (kinetic times, sensor geometry, merge, trim, metadata tags).
+// The header object: its elements of the extension section and the metadata tags.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "metadata/mcfdataxml.h"
@@ -13,21 +12,11 @@
 
 namespace {
 
-// Opens up the header fields that only the record stream fills.
-class Probe : public TKestoImage {
-public:
-    using TKestoImage::TKestoImage;
-    using TKestoImageData::AClock, TKestoImageData::Clock, TKestoImageData::FlipX, TKestoImageData::FlipY;
-    using TKestoImageData::AuxFloatSetting1, TKestoImageData::AuxFloatSetting3, TKestoImageData::Operation;
-    using TKestoImageData::KineticCycleTime, TKestoImageData::TriggerSource;
-};
-
-std::unique_ptr<Probe> Image(TKavriRect detector, std::vector<TSubImage> subs, unsigned int frames) {
-    return std::make_unique<Probe>(detector, static_cast<unsigned int>(subs.size()), subs.data(), frames);
-}
-
 // One row of four columns.
-std::unique_ptr<Probe> Strip(unsigned int frames) { return Image(TKavriRect(1, 1, 4, 1), {TSubImage(1, 1, 4, 1, 1, 1)}, frames); }
+std::unique_ptr<TKestoImage> Strip(unsigned int frames) {
+    TSubImage sub(1, 1, 4, 1, 1, 1);
+    return std::make_unique<TKestoImage>(TKavriRect(1, 1, 4, 1), 1, &sub, frames);
+}
 
 // Lowercase hex bytes each followed by ",", then "|".
 std::string HexFrame(const std::vector<unsigned char>& bytes) {
@@ -93,85 +82,25 @@ std::vector<int> Irises(TKestoImage& i) {
     return {s.DirectIrisPresent, s.DirectIrisPosition, s.SideIrisPresent, s.SideIrisPosition};
 }
 
-TEST(KestoImageXML, TypedItemsFillTheHeaderAndMissingValuesTakeTheSectionDefaults) {
+TEST(KestoImageXML, TypedItemsFillTheHeaderAndEmptyValuesTakeTheSectionDefaults) {
     auto image = Strip(1);
     image->GetSpectSave().Present = 1;
     TMcfDataXML xml(kItem);
     ASSERT_TRUE(xml.SetFirstChildNode("Signal"));
     EXPECT_FALSE(image->ReadXMLDataStructure(xml));  // no metadata element in this item
     EXPECT_EQ(xml.getStackHeadIndex(), 1);
-    EXPECT_STREQ(image->GetPreAmpGainText(), "Gain 4x");
-    EXPECT_STREQ(image->GetSpectSave().SerialText, "SR-303");
-    EXPECT_EQ(image->GetMilliseconds(), 250);
+    // The spectrograph serial goes to the present spectrograph only.
+    EXPECT_EQ(std::string(image->GetSpectSave().SerialText) + "|" + image->GetKavriSpectSave().SerialText, "SR-303|");
     // Both direct-iris values land in the position; the present flag keeps its default.
     EXPECT_EQ(Irises(*image), (std::vector<int>{0, 7, 1, 3}));
-    EXPECT_STREQ(image->GetSerialText(), "CCD-12345");
-    EXPECT_FLOAT_EQ(image->GetDarkThreshold(), 12.5f);
     EXPECT_EQ(image->GetFastKineticsOffset(), 4);
     EXPECT_EQ(ReadoutSettings(*image), (std::vector<double>{1, 2, 16, 0.5, 1, 1, 5, 2, 1, 25, 1, 1}));
 
-    // Without a spectrograph the serial is kept nowhere; empty elements give defaults.
-    auto bare = Strip(1);
-    TMcfDataXML again(kItem);
-    again.SetFirstChildNode("Signal");
-    bare->ReadXMLDataStructure(again);
-    EXPECT_STREQ(bare->GetKavriSpectSave().SerialText, "");
-    EXPECT_STREQ(bare->GetSpectSave().SerialText, "");
     TMcfDataXML empty("<TKestoImageData/><TCalibImage><TKavriImage><TKavriImageData/></TKavriImage></TCalibImage>");
-    bare->ReadXMLDataStructure(empty);
-    EXPECT_EQ(bare->GetFastKineticsOffset(), -1);
-    EXPECT_FLOAT_EQ(bare->GetDarkThreshold(), 0.0f);  // not the constructor's -999
-    EXPECT_EQ(Irises(*bare), (std::vector<int>{0, -1, -1, -1}));
-    EXPECT_EQ(ReadoutSettings(*bare), (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0}));
-
-    // A missing element changes nothing.
-    auto untouched = Strip(1);
-    TMcfDataXML other("<Something/>");
-    EXPECT_FALSE(untouched->TKestoImageData::ReadXMLDataStructure(other));
-    EXPECT_FALSE(untouched->TCalibImage::ReadXMLDataStructure(other));
-    EXPECT_FLOAT_EQ(untouched->GetDarkThreshold(), -999.0f);
-    EXPECT_EQ(untouched->GetKavriImagePortReadoutMode(), -1);
-}
-
-TEST(KestoImageXML, BuiltItemReadsBackWithTimeCodesAndMetadata) {
-    auto source = Strip(2);
-    TMcfDataXML typed(kPacketItem.c_str());
-    source->ReadXMLDataStructure(typed);
-    const unsigned char block[16] = {0x12, 0x34, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff};
-    source->GetIRIGDataHandler().SetIRIGAvailablity(true);
-    source->GetIRIGDataHandler().SetIRIGData(1, block);
-    source->SetPreAmpGainText("High");
-    source->SetSerial("SN-9");
-    source->SetDarkThreshold(-3.25f);
-    source->GetKavriSpectSave().Present = 1;
-    std::strcpy(source->GetKavriSpectSave().SerialText, "KS-77");
-    source->SetTickInterval(12.5);
-
-    TMcfDataXML built;
-    source->BuildXMLDataStructure(built);
-    std::ostringstream text;
-    text << built;
-    auto copy = Strip(2);
-    TMcfDataXML parsed(text.str().c_str());
-    EXPECT_TRUE(copy->ReadXMLDataStructure(parsed));
-    EXPECT_STREQ(copy->GetPreAmpGainText(), "High");
-    EXPECT_STREQ(copy->GetSerialText(), "SN-9");
-    EXPECT_FLOAT_EQ(copy->GetDarkThreshold(), -3.25f);
-    EXPECT_EQ(ReadoutSettings(*copy), ReadoutSettings(*source));
-    EXPECT_TRUE(copy->GetIRIGDataHandler().GetIRIGAvailablity());
-    EXPECT_EQ(std::memcmp(copy->GetIRIGDataHandler().GetIRIGData(1), block, 16), 0);
-    EXPECT_TRUE(copy->GetMetaDataHandler().GetAvailablity());
-    EXPECT_EQ(std::string(copy->GetMetaDataHandler().GetAllMetaData()), kPackets);
-
-    // The serial of the present spectrograph goes out, else the gain text again.
-    TMcfDataXML check(text.str().c_str());
-    ASSERT_TRUE(check.SetFirstChildNode("TKestoImageData"));
-    EXPECT_STREQ(check.GetStringData("SpectrographSerial", ""), "KS-77");
-    source->GetKavriSpectSave().Present = 0;
-    TMcfDataXML noSpectrograph;
-    source->BuildXMLDataStructure(noSpectrograph);
-    ASSERT_TRUE(noSpectrograph.SetFirstChildNode("TKestoImageData"));
-    EXPECT_STREQ(noSpectrograph.GetStringData("SpectrographSerial", ""), "High");
+    image->ReadXMLDataStructure(empty);
+    EXPECT_EQ(std::make_tuple(image->GetFastKineticsOffset(), image->GetDarkThreshold()), std::make_tuple(-1, 0.0f));
+    EXPECT_EQ(Irises(*image), (std::vector<int>{0, -1, -1, -1}));
+    EXPECT_EQ(ReadoutSettings(*image), (std::vector<double>{0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0}));
 }
 
 TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
@@ -190,113 +119,4 @@ TEST(KestoImage, MetadataTagsFollowThePacketVersion) {
     TMcfDataXML tooLong("<TKestoImage><MetaDataLength>70000</MetaDataLength></TKestoImage>");
     image->ReadXMLDataStructure(tooLong);
     EXPECT_FALSE(image->GetMetaDataHandler().GetAvailablity());
-}
-
-TEST(KestoImage, KineticTimeFromGateStepStampsOrCycleTime) {
-    auto image = Strip(3);
-    image->KineticCycleTime = 0.5f;
-    EXPECT_FLOAT_EQ(image->GetKineticTime(0), -1.0f);
-    EXPECT_FLOAT_EQ(image->GetKineticTime(4), -1.0f);
-    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 1.0f);
-    image->SetMetaDataFlag(1);
-    image->SetTimeStamp(1, 250000);  // microseconds
-    EXPECT_FLOAT_EQ(image->GetKineticTime(2), 0.25f);
-    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 1.0f);  // stamp 0 falls back to the cycle
-    image->TriggerSource = 2;
-    EXPECT_FLOAT_EQ(image->GetKineticTime(3), -1.0f);
-    image->TriggerSource = 6;
-    image->KineticCycleTime = 1e-9f;
-    EXPECT_FLOAT_EQ(image->GetKineticTime(3), -1.0f);
-
-    image->SetHeadModel("iStar QM4");
-    image->Operation = 5;
-    image->AuxFloatSetting1 = 1000.0f;  // picoseconds
-    image->AuxFloatSetting3 = 500.0f;
-    EXPECT_FLOAT_EQ(image->GetKineticTime(1), 1e-9f);
-    EXPECT_FLOAT_EQ(image->GetKineticTime(2), 1.5e-9f);
-    image->SetHeadModel("QM7");
-    image->GetICCDSave().GaterTime1PS = 2000;
-    image->GetICCDSave().DelayStepCoeffA = 1000.0;
-    EXPECT_FLOAT_EQ(image->GetKineticTime(3), 4e-9f);
-}
-
-TEST(KestoImage, SensorSubImageUndoesRotationThenFlips) {
-    auto wide = Image(TKavriRect(1, 256, 1024, 1), {TSubImage(1, 256, 10, 1, 1, 1)}, 1);
-    wide->FlipX = 1;
-    EXPECT_EQ(wide->GetCCDSubimageFormat(1), TSubImage(1015, 256, 1024, 1, 1, 1));
-    EXPECT_EQ(wide->GetCCDSubimageFormat(2), TSubImage());
-
-    // 100 columns by 50 rows as stored; the sensor is 50 by 100.
-    auto turned = Image(TKavriRect(1, 50, 100, 1), {TSubImage(11, 40, 20, 31, 2, 1)}, 1);
-    turned->Clock = 1;
-    EXPECT_EQ(turned->GetCCDSubimageFormat(1), TSubImage(61, 20, 70, 11, 1, 2));
-    turned->AClock = 1;  // wins over Clock
-    turned->FlipY = 1;
-    EXPECT_EQ(turned->GetCCDSubimageFormat(1), TSubImage(31, 70, 40, 61, 1, 2));
-}
-
-TEST(KestoImage, MergeStacksEveryFrameIntoOneAndKeepsItsOwnFileName) {
-    auto series = Strip(3);
-    for (unsigned int f = 1; f <= 3; ++f) {
-        float* p = series->ObtainWriteImagePtr(f);
-        for (int i = 0; i < 4; ++i) p[i] = static_cast<float>(10 * f + i);
-        series->ReleaseImagePtr(f);
-    }
-    series->SetHeadModel("DU420");
-    series->SetFilename("run.sif");
-    series->SetDarkThreshold(5.0f);
-
-    std::unique_ptr<TKestoImage> merged(series->MergeSpectraToImage());
-    ASSERT_TRUE(merged);
-    EXPECT_EQ(merged->GetNumberImages(), 1u);
-    EXPECT_EQ(merged->GetDetectorRect(), (LONG_RECT{1, 3, 4, 1}));
-    EXPECT_EQ(merged->GetSubImages()[0], TSubImage(1, 3, 4, 1, 1, 1));
-    const float* p = merged->ObtainReadImagePtr(1);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(std::vector<float>(p, p + 12), (std::vector<float>{10, 11, 12, 13, 20, 21, 22, 23, 30, 31, 32, 33}));
-    merged->ReleaseImagePtr(1);
-    char text[TKestoImageData::kTextCapacity + 1];
-    merged->GetHeadModel(text);
-    EXPECT_STREQ(text, "DU420");
-    merged->GetFilename(text);
-    EXPECT_STREQ(text, "");  // file name and dark threshold stay the new image's own
-    EXPECT_FLOAT_EQ(merged->GetDarkThreshold(), -999.0f);
-
-    // Pixels that were never read cannot be merged.
-    Probe headerOnly(TKavriRect(1, 1, 4, 1), 1, series->GetSubImages(), 3, false, false, DataStore::Float);
-    EXPECT_EQ(headerOnly.MergeSpectraToImage(), nullptr);
-}
-
-TEST(KestoImage, TrimKeepsTheCentredBandOnEachBinningGrid) {
-    // Two sub-images over 8 columns: binned by 2 in row 1, unbinned in row 2.
-    auto image = Image(TKavriRect(1, 2, 8, 1), {TSubImage(1, 1, 8, 1, 1, 2), TSubImage(1, 2, 8, 2, 1, 1)}, 1);
-    float* p = image->ObtainWriteImagePtr(1);
-    const float pixels[12] = {1, 2, 3, 4, 11, 12, 13, 14, 15, 16, 17, 18};
-    std::memcpy(p, pixels, sizeof pixels);
-    image->ReleaseImagePtr(1);
-    image->SetXIsWavelength(0);
-    image->SetXCalConstants(100.0, 2.0, 0.5, 0.25);
-    image->SetXType(CalibAxis::PixelNumber, nullptr);
-    image->SetYCalConstants(1, 2, 3, 4);
-
-    // Band of 4 in 8 columns: 3 to 6. Binned by 2 it narrows to 3..5, and only the
-    // pair 3-4 ends inside the band.
-    std::unique_ptr<TKestoImage> trimmed(image->Trim(4));
-    ASSERT_TRUE(trimmed);
-    EXPECT_EQ(trimmed->GetDetectorRect(), (LONG_RECT{1, 2, 4, 1}));
-    EXPECT_EQ(trimmed->GetSubImages()[0], TSubImage(1, 1, 4, 1, 1, 2));
-    EXPECT_EQ(trimmed->GetSubImages()[1], TSubImage(1, 2, 4, 2, 1, 1));
-    const float* q = trimmed->ObtainReadImagePtr(1);
-    ASSERT_NE(q, nullptr);
-    EXPECT_EQ(std::vector<float>(q, q + 6), (std::vector<float>{2, 0, 13, 14, 15, 16}));
-    trimmed->ReleaseImagePtr(1);
-
-    // c0 becomes the value at column 3: 100 + 3*2 + 9*0.5 + 27*0.25.
-    EXPECT_EQ((std::vector<double>{trimmed->GetXCalConstant(0), trimmed->GetXCalConstant(2), trimmed->GetXCalConstant(3)}),
-              (std::vector<double>{117.25, 0.5, 0.25}));
-    EXPECT_EQ(trimmed->GetXType(), CalibAxis::PixelNumber);
-    EXPECT_FLOAT_EQ(trimmed->GetYCalConstant(3), 4.0f);
-
-    EXPECT_EQ(image->Trim(0), nullptr);
-    EXPECT_EQ(image->Trim(9), nullptr);
 }

@@ -16,13 +16,6 @@ namespace kvmcftest {
 // Signal: two 4 x 4 frames, pixel i (row i / 4 from the bottom, column i % 4, both from
 // detector 1) of frame f is 100 + 10 f + i / 2, except frame 0 pixel 5 (NaN) and 6 (+inf).
 // Time stamps 100 f + 7; kinetic cycle 0.25 s. Background: one frame, pixel i is i / 4.
-inline float SignalPixel(unsigned int f, unsigned int i) {
-    if (f == 0 && i == 5) return std::numeric_limits<float>::quiet_NaN();
-    if (f == 0 && i == 6) return std::numeric_limits<float>::infinity();
-    return 100.0f + 10.0f * static_cast<float>(f) + static_cast<float>(i) / 2;
-}
-inline float BackgroundPixel(unsigned int i) { return static_cast<float>(i) / 4; }
-
 // With `words`, the signal's metadata words are `words` + f (64-bit); the section's XML
 // is stored as given.
 inline std::string TwoSourceFile(const std::string& extensionXml = "", std::uint64_t words = 0) {
@@ -36,13 +29,17 @@ inline std::string TwoSourceFile(const std::string& extensionXml = "", std::uint
     if (words) signal.calibImage.SetMetaDataFlag(1);
     for (unsigned int f = 0; f < 2; ++f) {
         float* pixels = signal.calibImage.ObtainWriteImagePtr(f + 1);
-        for (unsigned int i = 0; i < 16; ++i) pixels[i] = SignalPixel(f, i);
+        for (unsigned int i = 0; i < 16; ++i) pixels[i] = 100.0f + 10.0f * f + static_cast<float>(i) / 2;
+        if (f == 0) {
+            pixels[5] = std::numeric_limits<float>::quiet_NaN();
+            pixels[6] = std::numeric_limits<float>::infinity();
+        }
         signal.calibImage.ReleaseImagePtr(f + 1);
         signal.calibImage.SetTimeStamp(f, 100 * f + 7);
         if (words) signal.calibImage.SetMetaDataWord(f, words + f);
     }
     float* pixels = background.calibImage.ObtainWriteImagePtr(1);
-    for (unsigned int i = 0; i < 16; ++i) pixels[i] = BackgroundPixel(i);
+    for (unsigned int i = 0; i < 16; ++i) pixels[i] = static_cast<float>(i) / 4;
     background.calibImage.ReleaseImagePtr(1);
     kvmcftools::McfFileContent content;
     content.images[0] = &signal;
