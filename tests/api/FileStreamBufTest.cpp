@@ -98,7 +98,8 @@ TEST(FileStreamBuf, StreamsOverFiles) {
     RecordStream::Read(lexed, big);
     RecordStream::Read(lexed, word);
     RecordStream::ReadArray(lexed, pair, 2);
-    EXPECT_EQ(std::make_tuple(big, word, pair[0], pair[1]), std::make_tuple(4294967295u, 18446744073709551615ull, 1234567u, 89u));
+    EXPECT_EQ(std::make_tuple(big, word, pair[0], pair[1]),
+              std::make_tuple(4294967295u, 18446744073709551615ull, 1234567u, 89u));
     EXPECT_TRUE(lexed.good());
     RecordStream::ReadArray(lexed, tail, 3);
     EXPECT_EQ(std::vector<unsigned int>(tail, tail + 3), (std::vector<unsigned int>{77, 5, 1}));

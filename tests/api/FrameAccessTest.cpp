@@ -99,8 +99,9 @@ TEST_F(FrameAccess, EverySourceByteExactInEveryInputAndMode) {
             EXPECT_EQ(present, 0);
             for (const auto& s : kSources) {
                 unsigned int frames = 0, length = 0, subs = 0;
-                const auto codes = std::make_tuple(KVMCF_GetNumberFrames(s.source, &frames),
-                                                   KVMCF_GetFrameSize(s.source, &length), KVMCF_GetNumberSubImages(s.source, &subs));
+                const auto codes =
+                    std::make_tuple(KVMCF_GetNumberFrames(s.source, &frames), KVMCF_GetFrameSize(s.source, &length),
+                                    KVMCF_GetNumberSubImages(s.source, &subs));
                 ASSERT_EQ(std::tuple_cat(codes, std::make_tuple(frames, length, subs)),
                           std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, s.frames, s.length, s.subs));
                 // Frames in reverse order too, so the stream has to seek back.
@@ -220,7 +221,8 @@ TEST_F(ExtensionSection, ItemsFillTheirSourcesAtOpenAndOnlyTheFirstItemCounts) {
 
     // 1e9 / 25 ns and 1e9 / 4 ns, in MHz.
     EXPECT_EQ(Property(KVMCF_SIGNAL, "ClockFrequency") + " " + Property(KVMCF_BACKGROUND, "ClockFrequency"), "40 250");
-    EXPECT_EQ(std::make_pair(SignalHeader().GetMilliseconds(), SignalHeader().GetDarkThreshold()), std::make_pair(250, 12.5f));
+    EXPECT_EQ(std::make_pair(SignalHeader().GetMilliseconds(), SignalHeader().GetDarkThreshold()),
+              std::make_pair(250, 12.5f));
     EXPECT_EQ(mcfManager->GetDataSourceImage(KVMCF_SIGNAL)->calibImage.GetKavriImagePortReadoutMode(), 3);
 }
 

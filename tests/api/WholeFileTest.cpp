@@ -74,8 +74,10 @@ TEST_F(WholeFile, DataStartAndFramesInEveryMode) {
             long long start = 0;
             unsigned int size = 0, frames = 0, subs = 0, g[6] = {};
             // Then left, bottom, right, top, horizontal and vertical binning.
-            EXPECT_EQ(std::make_tuple(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start), KVMCF_GetFrameSize(KVMCF_SIGNAL, &size),
-                                      KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames), KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs),
+            EXPECT_EQ(std::make_tuple(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start),
+                                      KVMCF_GetFrameSize(KVMCF_SIGNAL, &size),
+                                      KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames),
+                                      KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs),
                                       KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 0, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5])),
                       std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS));
             EXPECT_EQ(std::vector<long long>({start, size, frames, subs, g[0], g[1], g[2], g[3], g[4], g[5]}),

@@ -138,7 +138,8 @@ TEST(ImageDataRecord, ConstructorLaysOutSubImages) {
     EXPECT_EQ(Words({image.GetSubImageOffset(1), image.GetSubImageOffset(2), image.GetDataLength(),
                      image.GetTotalLength(), image.GetTimeStamp(1)}),
               Words({511, 515, 517, 1034, 0}));
-    EXPECT_EQ(std::make_pair(image.GetFrame(2)->GetDataStore()->GetType(), image.GetFrame(2)->GetDataStore()->GetAsInt(516)),
+    const DataStore* last = image.GetFrame(2)->GetDataStore();
+    EXPECT_EQ(std::make_pair(last->GetType(), last->GetAsInt(516)),
               std::make_pair(DataStore::Int32, 0));
 
     // A copy clones each frame with its pixel type; a spooled source gives one frame.

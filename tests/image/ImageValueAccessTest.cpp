@@ -122,8 +122,8 @@ TEST_F(TwoRegions, ExtremesWithPositions) {
     Fill(image, 1, {INFINITY, INFINITY, INFINITY, INFINITY});
     EXPECT_EQ(image.GetMinimum(TKavriRect(1, 2, 4, 1), 1, at), 0.0f);
     TKavriImage empty(TKavriRect(1, 6, 6, 1), 2, kLayout, 2, false, false, DataStore::Float);
-    EXPECT_EQ(std::make_pair(empty.GetMinimum(TKavriRect(1, 6, 6, 1), 1, at), empty.GetMaximum(TKavriRect(1, 6, 6, 1), 1, at)),
-              std::make_pair(1.0f, 1.0f));
+    const TKavriRect all(1, 6, 6, 1);
+    EXPECT_EQ(std::make_pair(empty.GetMinimum(all, 1, at), empty.GetMaximum(all, 1, at)), std::make_pair(1.0f, 1.0f));
 }
 
 TEST(ImageValueAccess, ModeValue) {
@@ -133,8 +133,9 @@ TEST(ImageValueAccess, ModeValue) {
     Fill(image, 2, {NAN, 7, NAN, 7, NAN});
     EXPECT_TRUE(std::isnan(image.GetModeValue(2)));
     // Frame 3 was created zeroed; frames 0 and 4 do not exist.
-    EXPECT_EQ((std::vector<float>{image.GetModeValue(1), image.GetModeValue(3), image.GetModeValue(0), image.GetModeValue(4)}),
-              (std::vector<float>{2, 0, 1, 1}));
+    std::vector<float> modes;
+    for (unsigned int f : {1, 3, 0, 4}) modes.push_back(image.GetModeValue(f));
+    EXPECT_EQ(modes, (std::vector<float>{2, 0, 1, 1}));
 }
 
 TEST(ImageValueAccess, LyingGeometryStaysInsideTheFrame) {
@@ -198,7 +199,8 @@ TEST(ImageValueAccess, TypedFramesReleaseWhatTheyRead) {
     }
     // Only the two most recently read frames keep a float view, held by the cache alone.
     EXPECT_EQ(image.GetFrame(1)->GetFloatCopy(), nullptr);
-    EXPECT_EQ(std::make_pair(image.GetFrame(2)->GetReadCount(), image.GetFrame(3)->GetReadCount()), std::make_pair(1u, 1u));
+    EXPECT_EQ(std::make_pair(image.GetFrame(2)->GetReadCount(), image.GetFrame(3)->GetReadCount()),
+              std::make_pair(1u, 1u));
     // A transform turns the frame float for good: no wrap-around at 65536.
     EXPECT_TRUE(image.Add(70000.5f, 1));
     EXPECT_EQ(image.GetValue(2, 1, 1), 70000.5f);

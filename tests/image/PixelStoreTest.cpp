@@ -5,6 +5,7 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <deque>
 #include <memory>
 #include <tuple>
 #include <utility>
@@ -122,8 +123,9 @@ TEST(PixelStore, ReadCacheKeepsTwoMostRecentFrames) {
         ASSERT_NE(image.ObtainReadImagePtr(n), nullptr);
         image.ReleaseImagePtr(n);
     }
-    EXPECT_EQ(std::vector<Frame*>(image.GetReadCache().begin(), image.GetReadCache().end()), (std::vector<Frame*>{f1, f3}));
-    EXPECT_EQ(std::make_pair(f2->GetFloatCopy(), f1->GetReadCount()), std::make_pair(static_cast<DataStore*>(nullptr), 1u));
+    EXPECT_EQ(image.GetReadCache(), (std::deque<Frame*>{f1, f3}));
+    EXPECT_EQ(std::make_pair(f2->GetFloatCopy(), f1->GetReadCount()),
+              std::make_pair(static_cast<DataStore*>(nullptr), 1u));
 
     EXPECT_EQ(image.ObtainReadImagePtr(4), nullptr);
     EXPECT_EQ(image.ObtainReadSubImagePtr(1, 0), nullptr);

@@ -74,7 +74,8 @@ TEST(PixelTransform, MasksOnPixelsAsIntegers) {
     // -1 in two's complement; NaN and infinity as the lowest 64-bit int.
     std::vector<unsigned long long> bits;
     for (float f : {255.7f, -1.0f, twoTo63, 1.5f * twoTo63, NAN, INFINITY}) bits.push_back(PixelTransform::ToBits(f));
-    EXPECT_EQ(bits, (std::vector<unsigned long long>{255, ~0ULL, 1ULL << 63, 0xC000000000000000ULL, 1ULL << 63, 1ULL << 63}));
+    const unsigned long long low = 1ULL << 63;
+    EXPECT_EQ(bits, (std::vector<unsigned long long>{255, ~0ULL, low, 0xC000000000000000ULL, low, low}));
 
     Series s(1, 4);
     s.Fill(1, {255.7f, -1, 3.9f, twoTo63});
