@@ -1,8 +1,8 @@
 // Replays every input under fuzz/regressions/<target>/ through that fuzz target's own
 // entry point, so a fault a fuzzer once found fails every build if it comes back.
-// The targets' sources are compiled in here, each entry point renamed, so the replay
-// runs exactly the code the fuzzer ran; a finding aborts as it does under the fuzzer,
-// after the input's path has been printed.
+// The targets' sources are compiled into this test, each entry point renamed
+// Replay_<target>, so the replay runs exactly the code the fuzzer ran; a finding aborts
+// as it does under the fuzzer, after the input's path has been printed.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -13,55 +13,15 @@
 #include <string>
 #include <vector>
 
-#define LLVMFuzzerTestOneInput ReplayOpenBytes
-#include "fuzz/open_bytes_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayOpenPath
-#include "fuzz/open_path_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayHeader
-#include "fuzz/records/header_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplaySpect
-#include "fuzz/records/spect_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayKavriSpect
-#include "fuzz/records/kavrispect_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayShutter
-#include "fuzz/records/shutter_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayIccd
-#include "fuzz/records/iccd_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayCrop
-#include "fuzz/records/crop_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayUserText
-#include "fuzz/records/usertext_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayCalib
-#include "fuzz/records/calib_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayImage
-#include "fuzz/records/image_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayImageHeaderOnly
-#include "fuzz/records/image_header_only_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayFileBytes
-#include "fuzz/file_bytes_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayXml
-#include "fuzz/xml_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayDiagnosis
-#include "fuzz/diagnosis_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#define LLVMFuzzerTestOneInput ReplayExport
-#include "fuzz/export_fuzzer.cpp"
-#undef LLVMFuzzerTestOneInput
-#include "fuzz/FuzzSupport.cpp"
+#include "api/kvmcfio.h"
+
+// The targets with regression inputs; tests/CMakeLists.txt compiles the same list.
+#define KVMCF_REPLAYS(X)                                                                                      \
+    X(open_bytes) X(open_path) X(header) X(spect) X(kavrispect) X(shutter) X(iccd) X(crop) X(usertext) X(calib) \
+        X(image) X(image_header_only) X(file_bytes) X(xml) X(diagnosis) X(export)
+#define KVMCF_REPLAY_DECLARE(target) extern "C" int Replay_##target(const std::uint8_t*, std::size_t);
+KVMCF_REPLAYS(KVMCF_REPLAY_DECLARE)
+#undef KVMCF_REPLAY_DECLARE
 
 namespace {
 
@@ -73,12 +33,9 @@ struct Target {
 };
 
 const Target kTargets[] = {
-    {"fuzz_open_bytes", ReplayOpenBytes}, {"fuzz_open_path", ReplayOpenPath}, {"fuzz_header", ReplayHeader},
-    {"fuzz_spect", ReplaySpect}, {"fuzz_kavrispect", ReplayKavriSpect}, {"fuzz_shutter", ReplayShutter},
-    {"fuzz_iccd", ReplayIccd}, {"fuzz_crop", ReplayCrop}, {"fuzz_usertext", ReplayUserText},
-    {"fuzz_calib", ReplayCalib}, {"fuzz_image", ReplayImage}, {"fuzz_image_header_only", ReplayImageHeaderOnly},
-    {"fuzz_file_bytes", ReplayFileBytes}, {"fuzz_xml", ReplayXml}, {"fuzz_diagnosis", ReplayDiagnosis},
-    {"fuzz_export", ReplayExport},
+#define KVMCF_REPLAY_ENTRY(target) {"fuzz_" #target, Replay_##target},
+    KVMCF_REPLAYS(KVMCF_REPLAY_ENTRY)
+#undef KVMCF_REPLAY_ENTRY
 };
 
 }  // namespace
