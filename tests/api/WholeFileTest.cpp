@@ -61,39 +61,29 @@ protected:
     std::unique_ptr<TempFile> file_;
 };
 
-TEST_F(WholeFile, DataStartAndFramesInEveryMode) {
-    for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY})
-        for (bool fromBytes : {false, true}) {
-            SCOPED_TRACE(std::to_string(mode) + (fromBytes ? " bytes" : " path"));
-            KVMCF_SetFileAccessMode(mode);
-            std::string bytes = kFile;
-            ASSERT_EQ(fromBytes ? KVMCF_ReadFromByteArray(reinterpret_cast<unsigned char*>(&bytes[0]),
-                                                          static_cast<unsigned int>(bytes.size()))
-                                : KVMCF_ReadFromFile(file_->CPath()),
-                      KVMCF_SUCCESS);
-            long long start = 0;
-            unsigned int size = 0, frames = 0, subs = 0, g[6] = {};
-            // Then left, bottom, right, top, horizontal and vertical binning.
-            EXPECT_EQ(std::make_tuple(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start),
-                                      KVMCF_GetFrameSize(KVMCF_SIGNAL, &size),
-                                      KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames),
-                                      KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs),
-                                      KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 0, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5])),
-                      std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS));
-            EXPECT_EQ(std::vector<long long>({start, size, frames, subs, g[0], g[1], g[2], g[3], g[4], g[5]}),
-                      (std::vector<long long>{static_cast<long long>(kPrefix.size()), 4, 2, 1, 1, 1, 2, 2, 1, 1}));
-            EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 1, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]), KVMCF_P2INVALID);
+// Every input kind and read mode reads these frames alike: the C++ file test and the
+// frame access test pin that; here the exported answers and their refusals.
+TEST_F(WholeFile, DataStartGeometryAndFrames) {
+    long long start = 0;
+    unsigned int size = 0, frames = 0, subs = 0, g[6] = {};
+    // Then left, bottom, right, top, horizontal and vertical binning.
+    EXPECT_EQ(std::make_tuple(KVMCF_GetDataStartBytePosition(KVMCF_SIGNAL, &start),
+                              KVMCF_GetFrameSize(KVMCF_SIGNAL, &size), KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames),
+                              KVMCF_GetNumberSubImages(KVMCF_SIGNAL, &subs),
+                              KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 0, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5])),
+              std::make_tuple(KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS, KVMCF_SUCCESS));
+    EXPECT_EQ(std::vector<long long>({start, size, frames, subs, g[0], g[1], g[2], g[3], g[4], g[5]}),
+              (std::vector<long long>{static_cast<long long>(kPrefix.size()), 4, 2, 1, 1, 1, 2, 2, 1, 1}));
+    EXPECT_EQ(KVMCF_GetSubImageInfo(KVMCF_SIGNAL, 1, &g[0], &g[1], &g[2], &g[3], &g[4], &g[5]), KVMCF_P2INVALID);
 
-            float frame[4] = {}, all[8] = {};
-            EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1, frame, 4), KVMCF_SUCCESS);
-            EXPECT_EQ(std::memcmp(frame, kPixels.data() + 16, 16), 0);
-            EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 2, frame, 4), KVMCF_P2INVALID);
-            EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 0, frame, 3), KVMCF_P4INVALID);
-            EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_SIGNAL, all, 7), KVMCF_P3INVALID);
-            EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_SIGNAL, all, 8), KVMCF_SUCCESS);
-            EXPECT_EQ(std::memcmp(all, kPixels.data(), 32), 0);
-            KVMCF_CloseFile();
-        }
+    float frame[4] = {}, all[8] = {};
+    EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1, frame, 4), KVMCF_SUCCESS);
+    EXPECT_EQ(std::memcmp(frame, kPixels.data() + 16, 16), 0);
+    EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 2, frame, 4), KVMCF_P2INVALID);
+    EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 0, frame, 3), KVMCF_P4INVALID);
+    EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_SIGNAL, all, 7), KVMCF_P3INVALID);
+    EXPECT_EQ(KVMCF_GetAllFrames(KVMCF_SIGNAL, all, 8), KVMCF_SUCCESS);
+    EXPECT_EQ(std::memcmp(all, kPixels.data(), 32), 0);
 }
 
 TEST_F(WholeFile, EveryPropertyHasItsValueAndType) {
@@ -108,28 +98,24 @@ TEST_F(WholeFile, EveryPropertyHasItsValueAndType) {
         // stand are pinned one by one by the recorded answers.
         {"Time", "705032708", I},  // 5000000004 printed as a 32-bit int
         {"Type", "11", U}, {"FormattedTime", "Fri Jun 11 08:53:24 2128", S}, {"FileName", "run 77.dat", S},
-        {"Temperature", "-5.5", F}, {"UnstabalizedTemperature", "-47.5", F}, {"Head", "0", B},
-        {"HeadModel", "Test head 76", S}, {"SIDisplacement", "58", I}, {"ReadPatternFullName", "Image", S},
-        {"ModeFullName", "Unknown", S}, {"TriggerSourceFullName", "External Start", S}, {"ExposureTime", "12.25", F},
-        {"FlipX", "32", I}, {"Frequency", "39.5", F}, {"EMRealGain", "50", I},
+        {"Temperature", "-5.5", F}, {"Head", "0", B}, {"HeadModel", "Test head 76", S},
+        {"ReadPatternFullName", "Image", S}, {"ModeFullName", "Unknown", S},
+        {"TriggerSourceFullName", "External Start", S}, {"Frequency", "39.5", F}, {"EMRealGain", "50", I},
         {"SWVersion", "50", U},  // the EM gain, as it has always been
         {"SWVersionEx", "54.55.56.57", S}, {"DetectorFormatX", "761", I}, {"NumberImages", "2", U},
-        {"NumberSubImages", "1", U}, {"ImageHBin", "1", I}, {"ImageRight", "2", I}, {"ImageTop", "2", I},
-        {"SubImageTop", "2", I}, {"SubImageRight1", "2", I},
+        {"ImageRight", "2", I}, {"SubImageTop", "2", I}, {"SubImageRight1", "2", I},
         // Typed as a time stamp: the type query tests "TimeStamp" first.
         {"HighPrecisionTimeStamp1", "0.0100000", U},
         {"HighPrecisionTimeStamp", "17.5000000", U},  // word 0: the kinetic cycle time
         {"ClockFrequency", "100", F},  // 1e9 / 10 ns ticks, in MHz
-        {"TimeStamp", "5", U}, {"TimeStamp1", "7", U}, {"Metadata1", "1000000", L}, {"CCDRight", "4", I},
-        {"CCDTop", "2", I}, {"Sensitivity", "63.5", F}, {"IsCountConvert", "61", U}, {"XAxisType", "Wavelength", S},
+        {"TimeStamp", "5", U}, {"Metadata1", "1000000", L}, {"CCDRight", "4", I}, {"XAxisType", "Wavelength", S},
         {"XAxisUnit", " nm", S}, {"YAxisUnit", "", S}, {"ZAxisType", "Pixel number", S}, {"ZAxisUnit", " ", S},
-        {"UserText", "seventy-eight", S}, {"Threshold4", "72.5", F}, {"NumberThresholds", "68", I},
-        {"NoiseFilter", "65", U}, {"Threshold", "66.5", F},
+        {"UserText", "seventy-eight", S}, {"Threshold4", "72.5", F}, {"NoiseFilter", "65", U},
+        {"Threshold", "66.5", F},
         // Intensifier outputs: width is the pair's element 0, delay element 1.
         {"OutputAEnabled", "1", I}, {"OutputAWidth", "12", L}, {"OutputADelay", "11", L},
-        {"OutputAPolarity", "Positive", S}, {"OutputBEnabled", "0", I}, {"OutputBPolarity", "Negative", S},
-        {"OutputCWidth", "16", L}, {"OutputCDelay", "15", L}, {"GateMode", "Direct Gate", S}, {"GateWidth", "6", L},
-        {"GateDelay", "5", L}, {"GateDelayStep", "0.5", D}, {"GateWidthStep", "0.125", D},
+        {"OutputAPolarity", "Positive", S}, {"OutputBPolarity", "Negative", S}, {"OutputCWidth", "16", L},
+        {"GateMode", "Direct Gate", S}, {"GateWidth", "6", L}, {"GateDelay", "5", L}, {"GateDelayStep", "0.5", D},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Value(row.name), row.value) << row.name;
@@ -146,10 +132,9 @@ TEST_F(WholeFile, IndexedNamesBuffersAndUnknownNames) {
         const char* value;
         unsigned int code;
     } cases[] = {
-        {"TimeStamp12", 256, "0", KVMCF_P2INVALID}, {"Metadata2", 256, "0", KVMCF_P2INVALID},
-        {"HighPrecisionTimeStamp7", 256, "0.0000000", KVMCF_P2INVALID}, {"xTimeStamp1", 256, nullptr, KVMCF_P2INVALID},
-        {"SubImageTop0", 256, nullptr, KVMCF_P2INVALID}, {"SubImageTop2", 256, nullptr, KVMCF_P2INVALID},
-        {"SubImageWidth1", 256, nullptr, KVMCF_P2INVALID}, {"NoSuchName", 256, nullptr, KVMCF_P2INVALID},
+        {"TimeStamp12", 256, "0", KVMCF_P2INVALID}, {"HighPrecisionTimeStamp7", 256, "0.0000000", KVMCF_P2INVALID},
+        {"xTimeStamp1", 256, nullptr, KVMCF_P2INVALID}, {"SubImageTop0", 256, nullptr, KVMCF_P2INVALID},
+        {"SubImageTop2", 256, nullptr, KVMCF_P2INVALID}, {"SubImageWidth1", 256, nullptr, KVMCF_P2INVALID},
         {"head", 256, nullptr, KVMCF_P2INVALID}, {"", 256, nullptr, KVMCF_P2INVALID},
         // Bounded output: the last byte is cleared first, truncation is silent.
         {"HeadModel", 1, "", KVMCF_SUCCESS}, {"HeadModel", 5, "Test", KVMCF_SUCCESS},
@@ -159,7 +144,7 @@ TEST_F(WholeFile, IndexedNamesBuffersAndUnknownNames) {
         // Seconds ("0.0100000") are printed with a bound of size - 1, terminator included,
         // so a buffer of size n gets at most n - 2 characters.
         {"HighPrecisionTimeStamp1", 1, "", KVMCF_SUCCESS}, {"HighPrecisionTimeStamp1", 2, "", KVMCF_SUCCESS},
-        {"HighPrecisionTimeStamp1", 4, "0.", KVMCF_SUCCESS}, {"HighPrecisionTimeStamp1", 10, "0.010000", KVMCF_SUCCESS},
+        {"HighPrecisionTimeStamp1", 10, "0.010000", KVMCF_SUCCESS},
         {"HighPrecisionTimeStamp1", 11, "0.0100000", KVMCF_SUCCESS},
     };
     for (const auto& c : cases) {
@@ -208,22 +193,17 @@ TEST_F(WholeFile, PixelCalibrationAndVersions) {
     // X: 500 + 0.125 p over columns 1..4; Y is bounded by the columns too (3 is no row
     // but a column); Z by the rows.
     const struct {
-        KVMCF_DataSource source;
         int axis, pixel;
         unsigned int code;
         double value;
-    } cases[] = {{KVMCF_SIGNAL, KVMCF_AXIS_X, 3, KVMCF_SUCCESS, 500.375},
-                 {KVMCF_SIGNAL, KVMCF_AXIS_Z, 2, KVMCF_SUCCESS, 2},
-                 {KVMCF_SIGNAL, KVMCF_AXIS_Y, 3, KVMCF_SUCCESS, 3},
-                 {KVMCF_SIGNAL, KVMCF_AXIS_Y, 0, KVMCF_P3INVALID, 0},
-                 {KVMCF_SIGNAL, KVMCF_AXIS_X, 5, KVMCF_P3INVALID, 0},
-                 {KVMCF_SIGNAL, KVMCF_AXIS_Z, 3, KVMCF_P3INVALID, 0},
-                 {KVMCF_SIGNAL, 0x40000003, 1, KVMCF_P2INVALID, 0},
-                 {KVMCF_BACKGROUND, KVMCF_AXIS_X, 1, KVMCF_NOT_PRESENT, 0}};
+    } cases[] = {{KVMCF_AXIS_X, 3, KVMCF_SUCCESS, 500.375}, {KVMCF_AXIS_Z, 2, KVMCF_SUCCESS, 2},
+                 {KVMCF_AXIS_Y, 3, KVMCF_SUCCESS, 3},       {KVMCF_AXIS_Y, 0, KVMCF_P3INVALID, 0},
+                 {KVMCF_AXIS_X, 5, KVMCF_P3INVALID, 0},     {KVMCF_AXIS_Z, 3, KVMCF_P3INVALID, 0},
+                 {0x40000003, 1, KVMCF_P2INVALID, 0}};
     for (const auto& c : cases) {
         double value = 0;
         const auto axis = static_cast<KVMCF_CalibrationAxis>(c.axis);
-        EXPECT_EQ(KVMCF_GetPixelCalibration(c.source, axis, c.pixel, &value), c.code) << c.axis << " " << c.pixel;
+        EXPECT_EQ(KVMCF_GetPixelCalibration(KVMCF_SIGNAL, axis, c.pixel, &value), c.code) << c.axis << " " << c.pixel;
         if (c.code == KVMCF_SUCCESS) {
             EXPECT_DOUBLE_EQ(value, c.value) << c.axis << " " << c.pixel;
         }
