@@ -1,13 +1,9 @@
-// Every exported query's answer, and what the diagnosis says, on the whole generated
-// corpus, against answers recorded from an earlier build of the library: reading the
-// file in one pass must not change a single byte a caller sees.
-//
-// The corpus: the fuzzers' whole-file seeds; a signal file with each of its records
-// replaced by every seed the fuzzers have for that record; every prefix of the
-// five-source file with its extension section; the demo file. Each file is opened from
-// a path and from memory, in both read modes.
-//
-// With KVMCF_GOLDEN_WRITE set, the test records the answers there instead.
+// Every exported query's answer, and the diagnosis, on the whole generated corpus
+// against answers recorded from an earlier build: no refactor may change a byte a
+// caller sees. The corpus: the fuzzers' whole-file seeds; a signal file with each
+// record replaced by every seed the fuzzers have for it; every prefix of the
+// five-source file with its section; the demo file. Each is opened from a path and
+// from memory, in both read modes. With KVMCF_GOLDEN_WRITE set, the test records.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,6 +18,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -228,11 +225,7 @@ std::vector<std::pair<std::string, std::string>> Corpus(std::string& sectioned) 
     const std::string file = kvmcftools::McfFileBytes(content);
     TKestoImageData& header = image->Header();
     // Header records are found from the front, the calibration and image data from the back.
-    const struct {
-        const char* fuzzer;
-        std::string site;
-        bool last;
-    } sites[] = {
+    const std::tuple<const char*, std::string, bool> sites[] = {
         {"fuzz_header", Written(header), false},
         {"fuzz_spect", Written(header.GetSpectSave()), false},
         {"fuzz_kavrispect", Written(header.GetKavriSpectSave()), false},
@@ -243,13 +236,12 @@ std::vector<std::pair<std::string, std::string>> Corpus(std::string& sectioned) 
         {"fuzz_calib", Written(static_cast<TCalibImageData&>(image->calibImage)), true},
         {"fuzz_image", Written(static_cast<TKavriImageData&>(image->calibImage)), true},
     };
-    for (const auto& site : sites) {
-        const std::size_t at = site.last ? file.rfind(site.site) : file.find(site.site);
-        for (const std::string& name : Listing(seeds + "/" + site.fuzzer)) {
-            const std::string seed = ReadBytes(seeds + "/" + site.fuzzer + "/" + name);
-            const bool found = at != std::string::npos && !site.site.empty();
-            files.emplace_back(std::string("record/") + site.fuzzer + "/" + name,
-                               found ? std::string(file).replace(at, site.site.size(), seed) : std::string());
+    for (const auto& [fuzzer, site, last] : sites) {
+        const std::size_t at = site.empty() ? std::string::npos : last ? file.rfind(site) : file.find(site);
+        for (const std::string& name : Listing(seeds + "/" + fuzzer)) {
+            const std::string seed = ReadBytes(seeds + "/" + fuzzer + "/" + name);
+            files.emplace_back(std::string("record/") + fuzzer + "/" + name,
+                               at == std::string::npos ? "" : std::string(file).replace(at, site.size(), seed));
         }
     }
 
