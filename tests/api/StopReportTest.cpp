@@ -16,29 +16,19 @@ using namespace std::string_literals;
 namespace {
 
 const std::string kFile = kvmcftest::HandTypedFile();
-const std::string kCalibration = kvmcftest::HandTypedCalibration();
+const std::string kCalibration = kvmcftest::Calibration14();
 const std::string kPixels = kvmcftest::HandTypedPixels();
-
-struct Opened {
-    unsigned int code;
-    TStopReport report;
-};
-
-Opened Open(const std::string& bytes, KVMCF_ReadMode mode = KVMCF_READ_ALL) {
-    kvmcftest::TempFile file(bytes);
-    TMCFIOManager manager;
-    manager.SetFileAccessMode(mode);
-    const unsigned int code = manager.ReadFromFile(file.CPath());
-    return {code, manager.GetStopReport()};
-}
 
 // The open refuses the file in both read modes and stops at the same place.
 void ExpectStop(const std::string& bytes, int source, TFilePart part, const std::string& field, std::size_t offset,
                 const std::string& expected, unsigned int code = KVMCF_FORMAT_ERROR) {
+    kvmcftest::TempFile file(bytes);
     for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY}) {
-        const Opened o = Open(bytes, mode);
-        EXPECT_EQ(std::make_tuple(o.code, o.report.part, o.report.source, o.report.image, o.report.field,
-                                  o.report.offset, o.report.expected),
+        TMCFIOManager manager;
+        manager.SetFileAccessMode(mode);
+        const unsigned int opened = manager.ReadFromFile(file.CPath());
+        const TStopReport& r = manager.GetStopReport();
+        EXPECT_EQ(std::make_tuple(opened, r.part, r.source, r.image, r.field, r.offset, r.expected),
                   std::make_tuple(code, part, source, 0u, field, static_cast<long long>(offset), expected));
     }
 }
