@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -30,7 +29,7 @@
 namespace {
 
 const rlim_t kAddressSpace = 256ull << 20;
-const int kSecondsAllowed = 10;
+const int kSecondsAllowed = 2;  // a claim walked a step at a time takes longer
 const int kAllocatedForClaim = 254;
 bool gWatchAllocations = false;
 
@@ -48,11 +47,11 @@ void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
-// The result code of one open in a limited child; -1 when the child was killed or
-// failed in another way, -2 when it asked for more memory than the limit in one piece.
-int OpenInChild(const std::string& bytes, KVMCF_ReadMode mode, bool fromBytes, double* seconds) {
+// The result code of one open in a limited child; -1 when the child was killed (by
+// the alarm too) or failed in another way, -2 when it asked for more memory than the
+// limit in one piece.
+int OpenInChild(const std::string& bytes, KVMCF_ReadMode mode, bool fromBytes) {
     kvmcftest::TempFile file(bytes);
-    const auto start = std::chrono::steady_clock::now();
     const pid_t pid = fork();
     if (pid == 0) {
         const rlimit limit = {kAddressSpace, kAddressSpace};
@@ -75,7 +74,6 @@ int OpenInChild(const std::string& bytes, KVMCF_ReadMode mode, bool fromBytes, d
     }
     int status = 0;
     waitpid(pid, &status, 0);
-    *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (!WIFEXITED(status) || WEXITSTATUS(status) == 255) return -1;
     if (WEXITSTATUS(status) == kAllocatedForClaim) return -2;
     return 22000 + WEXITSTATUS(status);
@@ -114,8 +112,6 @@ TEST(BoundedMemory, HugeClaimsFailPromptlyWithTheirCodes) {
                 SCOPED_TRACE(std::string(c.what) + (fromBytes ? ", byte array" : ", path") + ", mode " +
                              std::to_string(mode));
                 ASSERT_FALSE(c.bytes.empty());
-                double seconds = 0;
-                EXPECT_EQ(OpenInChild(c.bytes, mode, fromBytes, &seconds), static_cast<int>(c.code));
-                EXPECT_LT(seconds, 2.0);
+                EXPECT_EQ(OpenInChild(c.bytes, mode, fromBytes), static_cast<int>(c.code));
             }
 }

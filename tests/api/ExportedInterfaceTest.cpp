@@ -136,7 +136,6 @@ TEST_F(ExportedInterface, OuterLayoutDecidesWhatOpens) {
     for (const std::string& bytes :
          {EmptyFileBytes(kMagic1, 65538, empty), EmptyFileBytes(kMagic2, 65538, empty),
           EmptyFileBytes("Kavri Technology Multi-Channel File ", 65538, claimed),
-          EmptyFileBytes("kavri technology multi-channel file", 65538, claimed),
           EmptyFileBytes(kMagic1, 65537, claimed), EmptyFileBytes(kMagic2, 131074, claimed),
           std::string(kMagic1) + "\n  65538 \r\n0\t0\n0 0\n0\n"}) {  // any whitespace between numbers
         TempFile file(bytes);
