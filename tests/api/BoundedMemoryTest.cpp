@@ -4,7 +4,6 @@
 // and still report a format error, the child also exits with its own code the moment
 // anything asks for more than that limit in one piece.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -65,9 +65,9 @@ std::vector<std::string> Listing(const std::string& dir) {
 
 // Everything the exported queries answer on the open file, as text; with nothing
 // open, only that.
-class Walk {
-public:
-    explicit Walk(const std::vector<std::string>& names) : names_(names) {}
+struct Walk {
+    const std::vector<std::string>& names_;
+    std::string out_;
 
     std::string Everything() {
         out_.clear();
@@ -83,7 +83,6 @@ public:
         return out_;
     }
 
-private:
     // Braces evaluate in order: each query runs before its outputs are printed.
     void Put(std::initializer_list<std::string> words) {
         for (const std::string& word : words) out_ += (&word == words.begin() ? "" : " ") + word;
@@ -148,9 +147,6 @@ private:
                 Put({"calibration", T(KVMCF_GetPixelCalibration(source, a, pixel, &calibrated)), T(calibrated)});
             }
     }
-
-    const std::vector<std::string>& names_;
-    std::string out_;
 };
 
 // Every way to open the file, each with what the queries then answer.
@@ -158,7 +154,7 @@ std::string Answers(const std::string& bytes, const std::vector<std::string>& na
     static const std::string scratch = kvmcftools::ScratchPath("golden.mcf");
     std::ofstream(scratch, std::ios::binary | std::ios::trunc) << bytes;
     std::vector<char> path(scratch.c_str(), scratch.c_str() + scratch.size() + 1);
-    Walk walk(names);
+    Walk walk{names, {}};
     std::string out;
     for (KVMCF_ReadMode mode : {KVMCF_READ_ALL, KVMCF_READ_HEADER_ONLY}) {
         KVMCF_SetFileAccessMode(mode);
@@ -208,9 +204,8 @@ std::vector<std::pair<std::string, std::string>> Corpus(std::string& sectioned) 
     const std::time_t start = std::time(nullptr);
     char folder[] = "/tmp/kvmcfgolden.XXXXXX";
     const std::string seeds = std::string(mkdtemp(folder) ? folder : "/tmp") + "/seeds";
-    std::vector<char> arg1(seeds.c_str(), seeds.c_str() + seeds.size() + 1);
-    char arg0[] = "make_corpus";
-    char* argv[] = {arg0, arg1.data(), nullptr};
+    std::string arg0 = "make_corpus", arg1 = seeds;
+    char* argv[] = {&arg0[0], &arg1[0], nullptr};
     MakeCorpusMain(2, argv);
 
     std::vector<std::pair<std::string, std::string>> files;
@@ -296,11 +291,10 @@ void Record(const char* path) {
 TEST(GoldenAnswers, EveryQueryAnswersAsRecordedOnTheWholeCorpus) {
     if (const char* path = std::getenv("KVMCF_GOLDEN_WRITE")) return golden::Record(path);
     std::ifstream is(golden::kAnswerFile);
-    ASSERT_TRUE(is) << golden::kAnswerFile;
     std::string word;
     std::size_t count = 0;
     is >> word >> count;
-    ASSERT_EQ(word, "names");
+    ASSERT_EQ(word, "names") << golden::kAnswerFile;
     is.ignore(1);
     std::vector<std::string> names(count);
     for (std::string& name : names) std::getline(is, name);

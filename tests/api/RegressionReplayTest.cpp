@@ -1,8 +1,6 @@
 // Replays every input under fuzz/regressions/<target>/ through that fuzz target's own
-// entry point, so a fault a fuzzer once found fails every build if it comes back.
-// The targets' sources are compiled into this test, each entry point renamed
-// Replay_<target>, so the replay runs exactly the code the fuzzer ran; a finding aborts
-// as it does under the fuzzer, after the input's path has been printed.
+// entry point, compiled in as Replay_<target>, so a fault a fuzzer once found fails
+// every build if it comes back; a finding aborts after the input's path is printed.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -33,10 +33,10 @@ void ExpectStop(const std::string& bytes, int source, TFilePart part, const std:
     }
 }
 
-// A letter put at `at`.
-std::string Lettered(std::size_t at, char letter = 'x') {
+// An 'x' put at `at`.
+std::string Lettered(std::size_t at) {
     std::string bytes = kFile;
-    bytes[at] = letter;
+    bytes[at] = 'x';
     return bytes;
 }
 
@@ -51,25 +51,15 @@ TEST(StopReport, HeaderAndEachSubRecordAreTheInstrumentHeader) {
         ASSERT_NE(at, std::string::npos) << record;
         ExpectStop(Lettered(at), 0, TFilePart::InstrumentHeader, "", at, "a decimal number, found 'x'");
     }
-    // Cut inside the head model text.
-    const std::size_t model = kFile.find("Test head 76");
-    ExpectStop(kFile.substr(0, model + 4), 0, TFilePart::InstrumentHeader, "", model + 4,
-               "more bytes: the file ends here");
 }
 
 TEST(StopReport, CalibrationAndImageDataNameTheirField) {
     const std::size_t calib = kFile.find(kCalibration);
-    // "5" of "532" still reads as the Rayleigh wavelength; the pixel length meets the letter.
-    ExpectStop(Lettered(calib + kCalibration.find("532\n") + 1), 0, TFilePart::Calibration, "pixel length",
-               calib + kCalibration.find("532\n") + 1, "a decimal number, found 'x'");
     // After "0.1" of the X constants the next constant is missing.
     const std::size_t x = calib + kCalibration.find("500 0.125");
     ExpectStop(kFile.substr(0, x + 7), 0, TFilePart::Calibration, "X constants", x + 7,
                "more bytes: the file ends here");
 
-    // The third metadata word of the background lettered.
-    const std::size_t third = kFile.rfind("                   3\n") + 19;
-    ExpectStop(Lettered(third, 'z'), 2, TFilePart::ImageData, "metadata word 2", third, "a decimal number, found 'z'");
     // The signal's sub-image lettered in its bottom row.
     const std::size_t sub = kFile.find("65538 1 1 2 1 1 1 0") + 8;
     ExpectStop(Lettered(sub), 0, TFilePart::ImageData, "sub-image 0", sub, "a decimal number, found 'x'");

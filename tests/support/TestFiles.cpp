@@ -18,7 +18,6 @@ TempFile::TempFile(const std::string& bytes, const std::string& name) {
     std::ofstream os(path_, std::ios::binary);
     os.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!os.flush()) throw std::runtime_error("cannot write " + path_);
-    cpath_ = path_;
 }
 
 TempFile::~TempFile() {

@@ -14,13 +14,12 @@ public:
     TempFile(const TempFile&) = delete;
     TempFile& operator=(const TempFile&) = delete;
     const std::string& Path() const { return path_; }
-    // A mutable, NUL-terminated copy of the path for the C interface.
-    char* CPath() { return &cpath_[0]; }
+    // The path as the C interface takes it.
+    char* CPath() { return &path_[0]; }
 
 private:
     std::string dir_;
     std::string path_;
-    std::string cpath_;
 };
 
 // Magic line, version word and five source counts, with no images.
