@@ -111,7 +111,6 @@ TEST_F(FrameAccess, EverySourceByteExactInEveryInputAndMode) {
                 EXPECT_EQ(KVMCF_GetAllFrames(s.source, all.data(), frames * length), KVMCF_SUCCESS);
                 EXPECT_EQ(all, Expected(s.id, 0, frames, length));
             }
-            KVMCF_CloseFile();
         }
 }
 
@@ -144,7 +143,6 @@ TEST_F(FrameAccess, OversizedBufferLeavesTheStreamFailedUntilTheNextOpen) {
         Floats frame(6, sentinel);
         EXPECT_EQ(KVMCF_GetFrame(KVMCF_LIVE, 1, frame.data(), 6), KVMCF_SUCCESS);
         EXPECT_EQ(frame, second);
-        KVMCF_CloseFile();
     }
     // Bytes read whole serve every frame from memory, whatever came before.
     Open(true, KVMCF_READ_ALL);

@@ -162,7 +162,6 @@ TEST_F(WholeFile, HostLocaleDoesNotChangeReading) {
     struct DecimalComma : std::numpunct<char> {
         char do_decimal_point() const override { return ','; }
     };
-    KVMCF_CloseFile();
     const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new DecimalComma));
     const unsigned int opened = KVMCF_ReadFromFile(file_->CPath());
     std::locale::global(previous);
@@ -172,7 +171,6 @@ TEST_F(WholeFile, HostLocaleDoesNotChangeReading) {
 }
 
 TEST_F(WholeFile, IntensifiedHeadsReportTheIntensifierRecord) {
-    KVMCF_CloseFile();
     TempFile gelta(kMagic + "1\n" + Image("Gelta head 7") + kPixels + "0\n0\n0\n0\n");
     ASSERT_EQ(KVMCF_ReadFromFile(gelta.CPath()), KVMCF_SUCCESS);
     // Frequency: 1e12 / 7 ps in float.
@@ -202,7 +200,6 @@ TEST_F(WholeFile, PixelCalibrationAndVersions) {
     }
 
     // Only a background source: it answers for the versions.
-    KVMCF_CloseFile();
     TempFile background(kMagic + "0\n0\n1\n" + Image() + kPixels + "0\n0\n");
     ASSERT_EQ(KVMCF_ReadFromFile(background.CPath()), KVMCF_SUCCESS);
     std::string versions;
