@@ -122,8 +122,8 @@ TEST_F(FrameAccess, OversizedBufferLeavesTheStreamFailedUntilTheNextOpen) {
     const Floats second = Expected(3, 1, 1, 6);
     expected.resize(1000, sentinel);
     std::memcpy(&expected[12], "0\n", 2);  // what the input held after the block
-    for (const auto& [fromBytes, mode] :
-         {std::pair{false, KVMCF_READ_ALL}, {false, KVMCF_READ_HEADER_ONLY}, {true, KVMCF_READ_HEADER_ONLY}}) {
+    for (const auto& [fromBytes, mode] : {std::pair{false, KVMCF_READ_ALL}, {false, KVMCF_READ_HEADER_ONLY},
+                                          {true, KVMCF_READ_HEADER_ONLY}}) {
         SCOPED_TRACE(Mode(fromBytes, mode));
         Open(fromBytes, mode);
         Floats all(1000, sentinel);
@@ -167,7 +167,9 @@ protected:
         EXPECT_EQ(KVMCF_GetPropertyValue(source, "ClockFrequency", value, sizeof value), KVMCF_SUCCESS);
         return value;
     }
-    static int Milliseconds() { return mcfManager->GetDataSourceImage(KVMCF_SIGNAL)->Header().GetMilliseconds(); }
+    static int Milliseconds() {
+        return mcfManager->GetDataSourceImage(KVMCF_SIGNAL)->Header().GetMilliseconds();
+    }
 };
 
 TEST_F(ExtensionSection, OnlyEachSourcesFirstItemCountsAndACutSectionIsUsedAsFarAsItGoes) {
