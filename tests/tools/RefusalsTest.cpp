@@ -46,9 +46,7 @@ protected:
     void ExpectRefused(const std::vector<std::string>& args, int code, const std::string& path,
                        const std::string& reason) {
         const kvmcftest::ToolResult r = Kvmcf(args);
-        std::string said;
-        for (const std::string& a : args) said += a + " ";
-        SCOPED_TRACE(said + "\n" + r.err);
+        SCOPED_TRACE(args.front() + " ... " + args.back() + "\n" + r.err);
         const bool named = r.err.find(path) != std::string::npos && r.err.find(reason) != std::string::npos;
         EXPECT_EQ(std::make_tuple(r.code, r.ErrLines(), named, r.out), std::make_tuple(code, 1L, true, std::string()));
         EXPECT_EQ(Slurp(demo_->Path()), bytes_);
