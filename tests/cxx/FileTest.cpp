@@ -1,21 +1,17 @@
 // The C++ interface against hand-typed and writer-built files, and against the C
-// functions on the same files: frames, properties, calibration, errors, threads.
+// functions on the same files: frames, properties, calibration, errors, big files.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -58,39 +54,15 @@ std::string SeriesFile(unsigned int side, unsigned int frames) {
     return kvmcftools::McfFileBytes(content);
 }
 
-std::string DemoBytes() {
-    TempFile file("", "demo.mcf");
-    EXPECT_TRUE(kvmcftools::WriteDemoFile(file.Path()));
-    std::ifstream is(file.Path(), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(is), {});
-}
-
-// Every frame of the signal, as the C functions read them from the path.
-std::vector<std::vector<float>> FramesThroughC(TempFile& file) {
-    KVMCF_SetFileAccessMode(KVMCF_READ_HEADER_ONLY);
-    EXPECT_EQ(KVMCF_ReadFromFile(file.CPath()), KVMCF_SUCCESS);
-    unsigned int frames = 0, length = 0;
-    KVMCF_GetNumberFrames(KVMCF_SIGNAL, &frames);
-    KVMCF_GetFrameSize(KVMCF_SIGNAL, &length);
-    std::vector<std::vector<float>> out(frames, std::vector<float>(length));
-    for (unsigned int f = 0; f < frames; ++f)
-        EXPECT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, f, out[f].data(), length), KVMCF_SUCCESS);
-    KVMCF_CloseFile();
-    return out;
-}
-
-// The error an action throws; one with code KVMCF_SUCCESS when it throws none.
-kvmcf::Error Caught(const std::function<void()>& action) {
+// The code of the error an action throws; KVMCF_SUCCESS when it throws none.
+unsigned int CodeOf(const std::function<void()>& action) {
     try {
         action();
     } catch (const kvmcf::Error& e) {
-        return e;
+        return e.code();
     }
-    return kvmcf::Error(KVMCF_SUCCESS, "");
+    return KVMCF_SUCCESS;
 }
-unsigned int CodeOf(const std::function<void()>& action) { return Caught(action).code(); }
-
-bool SameBytes(const std::vector<float>& a, const void* b) { return std::memcmp(a.data(), b, a.size() * 4) == 0; }
 
 // A reader over bytes the caller keeps, handing out at most 1000 bytes a call.
 kvmcf::File::ReadAt ReaderOf(const std::string& bytes) {
@@ -134,8 +106,6 @@ TEST(CxxFile, HandTypedFileThroughEveryInput) {
             const kvmcf::StructureVersions v = file.structureVersions();
             EXPECT_TRUE(file.version() == (kvmcf::Version{1, 2}) && v.header == (kvmcf::Version{1, 31}) &&
                         v.calibration == (kvmcf::Version{1, 4}) && v.image == (kvmcf::Version{1, 5}));
-            EXPECT_TRUE(s.headerVersion() == v.header && s.calibrationVersion() == v.calibration &&
-                        s.imageVersion() == v.image);
 
             // X = 500 + 0.125 p nm over columns 1..4; Z = r over rows 1..2; Y = v.
             const kvmcf::Axis x = s.xAxis(), z = s.zAxis();
@@ -175,7 +145,8 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
     setenv("TZ", "UTC", 1);
     tzset();
     TempFile hand(HandFile());
-    TempFile demo(DemoBytes());
+    TempFile demo("", "demo.mcf");
+    ASSERT_TRUE(kvmcftools::WriteDemoFile(demo.Path()));
     std::size_t compared = 0;
     for (TempFile* disk : {&hand, &demo}) {
         KVMCF_SetFileAccessMode(KVMCF_READ_ALL);
@@ -209,7 +180,6 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
         {"UserText", kvmcf::Value(std::string("seventy-eight"))}, {"Metadata1", kvmcf::Value(1000000ULL)},
         {"SubImageRight1", kvmcf::Value(2LL)}};
     for (const auto& [name, v] : typed) EXPECT_EQ(s.property(name).value, v) << name;
-    EXPECT_EQ(s.property("Head").type, kvmcf::PropertyType::Byte);
     // A float value typed as a time stamp, as the type query has always answered.
     const kvmcf::Property hp = s.property("HighPrecisionTimeStamp1");
     EXPECT_EQ(std::tie(hp.value, hp.text, hp.type),
@@ -219,65 +189,27 @@ TEST(CxxFile, PropertiesEqualTheExportedQueriesNameByName) {
         EXPECT_EQ(CodeOf([&] { s.property(bad); }), KVMCF_P2INVALID) << bad;
 }
 
-TEST(CxxFile, TwoFilesAtOnceFromFourThreads) {
-    TempFile demo(DemoBytes());
-    const std::string seriesBytes = SeriesFile(64, 48);
-    TempFile series(seriesBytes);
-    const auto demoFrames = FramesThroughC(demo), seriesFrames = FramesThroughC(series);
-    ASSERT_TRUE(demoFrames.size() == 20 && seriesFrames.size() == 48);
-
-    const kvmcf::File a = kvmcf::File::open(demo.Path(), ReadMode::HeaderOnly);
-    const kvmcf::File b = kvmcf::File::fromBytes(seriesBytes.data(), seriesBytes.size());
-    const kvmcf::Source& sa = a.source(SourceId::Signal);
-    const kvmcf::Source& sb = b.source(SourceId::Signal);
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> threads;
-    for (unsigned int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            std::vector<float> x(sa.frameLength()), y(sb.frameLength());
-            for (int round = 0; round < 20; ++round)
-                for (unsigned int f = t; f < 48; f += 4) {
-                    sa.readFrame(f % 20, x.data());
-                    sb.readFrame(f, y.data());
-                    if (!SameBytes(demoFrames[f % 20], x.data()) || !SameBytes(seriesFrames[f], y.data())) ++wrong;
-                    if (!SameBytes(demoFrames[f % 20], sa.frames().bytes() + (f % 20) * sa.frameLength() * 4)) ++wrong;
-                }
-        });
-    }
-    for (std::thread& t : threads) t.join();
-    EXPECT_EQ(wrong.load(), 0);
-}
-
 TEST(CxxFile, FileAndExportedFunctionsDoNotDisturbEachOther) {
     TempFile hand(HandFile());
-    TempFile demo(DemoBytes());
-    const auto demoFrames = FramesThroughC(demo);
+    TempFile demo("", "demo.mcf");
+    ASSERT_TRUE(kvmcftools::WriteDemoFile(demo.Path()));
     KVMCF_SetFileAccessMode(KVMCF_READ_HEADER_ONLY);
     ASSERT_EQ(KVMCF_ReadFromFile(hand.CPath()), KVMCF_SUCCESS);
     std::vector<float> cFrame(4);
-    char model[64] = {};
-    {
-        kvmcf::File file = kvmcf::File::open(demo.Path(), ReadMode::HeaderOnly);
-        const kvmcf::Source& s = file.source(SourceId::Signal);
-        std::vector<float> frame(s.frameLength());
-        // Interleave: the C stream and the File's reads must not move each other.
-        for (unsigned int f = 0; f < 2; ++f) {
-            ASSERT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1 - f, cFrame.data(), 4), KVMCF_SUCCESS);
-            EXPECT_EQ(cFrame, std::vector<float>(kPixels.begin() + 4 * (1 - f), kPixels.begin() + 4 * (2 - f)));
-            s.readFrame(f + 5, frame.data());
-            EXPECT_TRUE(SameBytes(demoFrames[f + 5], frame.data()));
-        }
-        ASSERT_EQ(KVMCF_GetPropertyValue(KVMCF_SIGNAL, "HeadModel", model, sizeof model), KVMCF_SUCCESS);
-        EXPECT_EQ(s.property("HeadModel").text + " / " + model, "DemoCam 1024 / Test head 76");
-        KVMCF_CloseFile();
-        s.readFrame(19, frame.data());
-        EXPECT_TRUE(SameBytes(demoFrames[19], frame.data()));
+    const kvmcf::File file = kvmcf::File::open(demo.Path(), ReadMode::HeaderOnly);
+    const kvmcf::Source& s = file.source(SourceId::Signal);
+    std::vector<float> frame(s.frameLength());
+    // Interleave: the C stream and the File's reads must not move each other. Pixel 0 of
+    // demo frame f is 300 + f mod 13.
+    for (unsigned int f = 0; f < 2; ++f) {
+        ASSERT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 1 - f, cFrame.data(), 4), KVMCF_SUCCESS);
+        EXPECT_EQ(cFrame, std::vector<float>(kPixels.begin() + 4 * (1 - f), kPixels.begin() + 4 * (2 - f)));
+        s.readFrame(f + 5, frame.data());
+        EXPECT_EQ(frame[0], 305.0f + static_cast<float>(f));
     }
-    ASSERT_EQ(KVMCF_ReadFromFile(hand.CPath()), KVMCF_SUCCESS);
-    kvmcf::File::open(demo.Path());  // opened and closed while the C file is open
-    ASSERT_EQ(KVMCF_GetFrame(KVMCF_SIGNAL, 0, cFrame.data(), 4), KVMCF_SUCCESS);
-    EXPECT_EQ(cFrame, std::vector<float>(kPixels.begin(), kPixels.begin() + 4));
     KVMCF_CloseFile();
+    s.readFrame(12, frame.data());
+    EXPECT_EQ(frame[0], 312.0f);
 }
 
 // The C byte-array open lets a format error out as an exception: that is 22003.
@@ -309,7 +241,6 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
             const unsigned int cPath = KVMCF_ReadFromFile(disk.CPath());
             KVMCF_CloseFile();
             // Another first line opens in C as a file with no data source; here it is refused.
-            EXPECT_EQ(input == foreign ? KVMCF_SUCCESS : cPath, cPath);
             EXPECT_EQ(CodeOf([&] { kvmcf::File::open(disk.Path(), mode); }),
                       input == foreign ? KVMCF_FORMAT_ERROR : cPath);
             if (input.empty()) continue;
@@ -318,30 +249,10 @@ TEST(CxxFile, RefusesWhatTheExportedPathRefusesWithTheSameCode) {
             EXPECT_EQ(CodeOf([&] { kvmcf::File::fromReader(ReaderOf(input), input.size(), mode); }), bytesCode);
         }
     }
-    // The system's own reason, with the path once.
-    const std::string missing = "/nonexistent/kvmcf.mcf", folder = ::testing::TempDir();
-    for (const auto& [path, error, words] : {std::tuple{missing, ENOENT, ": No such file or directory"},
-                                              std::tuple{folder, EISDIR, ": Is a directory"}}) {
-        const kvmcf::Error e = Caught([&] { kvmcf::File::open(path); });
-        EXPECT_EQ(std::make_tuple(e.code(), e.systemError(), std::string(e.what())),
-                  std::make_tuple(KVMCF_FILE_ERROR, error, path + words));
-    }
-    EXPECT_STREQ(Caught([&] { kvmcf::File::fromBytes(foreign.data(), foreign.size()); }).what(),
-                 "not a multi-channel file");
-    // Format errors say where reading stopped: the signal's first image, in the record cut short.
-    for (const auto& [bytes, record] : {std::pair{header, "instrument header"}, std::pair{cut, "image data"}}) {
-        const kvmcf::Error e = Caught([&] { kvmcf::File::fromBytes(bytes.data(), bytes.size()); });
-        ASSERT_TRUE(e.position().has_value()) << record;
-        EXPECT_EQ(std::tie(e.position()->source, e.position()->image, e.position()->record),
-                  std::make_tuple(0, 0, std::string(record)));
-        EXPECT_TRUE(e.position()->offset > static_cast<long long>(kMagic.size()) &&
-                    e.position()->offset <= static_cast<long long>(bytes.size()));
-    }
     EXPECT_EQ(CodeOf([] { kvmcf::File::fromBytes(nullptr, 10); }), KVMCF_P1INVALID);
     EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(whole.data(), 0); }), KVMCF_P2INVALID);
     // An unknown version opens with no sources in C; here it is not a file to read from.
     const char old[] = "Kavri Technology Multi-Channel File\n65537\n";
-    EXPECT_EQ(CBytesCode(std::string(old, 42)), KVMCF_SUCCESS);
     EXPECT_EQ(CodeOf([&] { kvmcf::File::fromBytes(old, 42); }), KVMCF_FORMAT_ERROR);
 }
 
@@ -429,7 +340,6 @@ struct GibibyteFile {
 
 TEST(CxxFile, OpenReadsNoPixelByteInEitherModeAndTheSectionOnce) {
     const GibibyteFile big;
-    ASSERT_EQ(big.Size(), 1073741824ULL + big.records.size() + 8 + big.section.size() + 12);
     const unsigned long long pixelsStart = big.records.size();
     for (ReadMode mode : {ReadMode::All, ReadMode::HeaderOnly}) {
         // From the path, as the system counts it: the records and the section once, no pixel.

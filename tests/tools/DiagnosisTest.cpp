@@ -21,14 +21,6 @@ using kvmcftest::Slurp;
 
 bool Exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
-std::string Value(const kvmcf::Source& source, const std::string& name) {
-    try {
-        return source.property(name).text;
-    } catch (const kvmcf::Error&) {
-        return "-";
-    }
-}
-
 }  // namespace
 
 TEST(Salvage, KeepsIntactSourcesAndSaysWhenNothingCanBeSaved) {
@@ -47,7 +39,7 @@ TEST(Salvage, KeepsIntactSourcesAndSaysWhenNothingCanBeSaved) {
         float pixels[2] = {};
         background.readFrame(0, pixels);
         EXPECT_EQ(std::make_tuple(f.source(kvmcf::SourceId::Signal).frameCount(), background.frameCount(), pixels[0],
-                                  pixels[1], Value(background, "Metadata0")),
+                                  pixels[1], background.property("Metadata0").text),
                   std::make_tuple(3u, 1u, 1.0f, 2.0f, std::string("1")));
     }
     std::remove(out.c_str());
@@ -94,5 +86,4 @@ TEST(Check, NamesSourceRecordAndOffset) {
 
     const auto text = Kvmcf({"check", damaged.Path()});
     EXPECT_TRUE(text.code == 1 && text.out.find("image data record, time stamp 1, " + where) != std::string::npos);
-    EXPECT_EQ(Kvmcf({"check"}).code, 2);
 }

@@ -48,9 +48,10 @@ inline std::string TwoSourceFile(const std::string& extensionXml = "", std::uint
     return kvmcftools::McfFileBytes(content);
 }
 
-// An extension section with a time code for frame 0 only (2015, day 62, 14:05:09.25)
-// and metadata packets holding tag 3 (5, then 3) and tag 6 (0x1234, then 0).
-inline std::string TimeCodeXml() {
+// An extension section with a time code for frame 0 only (2015, day 62, 14:05:09.25),
+// metadata packets holding tag 3 (5, then 3) and tag 6 (0x1234, then 0), and the
+// signal's readout port 2, direction 4, a 25 ns tick and fast kinetics storage mode 1.
+inline std::string SectionXml() {
     std::string zeros;
     for (int i = 0; i < 24; ++i) zeros += "0,";
     const std::string packets = zeros + "0,0,34,12,0,0,6,0,0,0,4,0,0,0,5,0,0,0,3,0,0,0,4,0,|" + zeros +
@@ -58,7 +59,9 @@ inline std::string TimeCodeXml() {
     const std::string irig = "12,14,40,82,30,0,94,0,0,0,0,0,90,1,0,0,|0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,|";
     return "<?xml version=\"1.0\" ?><Signals><Signal><TKestoImage><IRIGAvailable>1</IRIGAvailable><IRIGData>" +
            irig + "</IRIGData><MetaDataLength>48</MetaDataLength><MetaData>" + packets +
-           "</MetaData></TKestoImage></Signal></Signals>";
+           "</MetaData></TKestoImage><TCalibImage><TKavriImage><TKavriImageData><ReadoutPort>2</ReadoutPort>"
+           "<ReadoutDirection>4</ReadoutDirection><TickInterval>25</TickInterval><FastKineticsStorageMode>1"
+           "</FastKineticsStorageMode></TKavriImageData></TKavriImage></TCalibImage></Signal></Signals>";
 }
 
 }  // namespace kvmcftest

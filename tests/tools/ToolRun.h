@@ -20,7 +20,6 @@ namespace kvmcftest {
 struct ToolResult {
     int code = -1;
     std::string out, err;
-    // The lines written to stderr.
     long ErrLines() const { return std::count(err.begin(), err.end(), '\n'); }
 };
 

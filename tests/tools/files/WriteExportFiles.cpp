@@ -1,11 +1,9 @@
 // Writes the small series the export tests read back, with the library's own record
 // writers:  kvmcf_export_testfiles DIR
-//   small.mcf   3 frames of 5 rows by 4 columns, one sub-image, X = 500 + 2 p nm at
-//               detector column p, kinetic cycle 0.25 s; pixel (row r from the bottom,
-//               column c) of frame f is 1000 f + 10 r + c + 0.25.
 //   binned.mcf  4 frames of two 2 x 2 binned sub-images over detector columns 5-12,
 //               rows 1-6 and 11-16 (3 rows of 4 each), X = 400 + 0.5 p nm, cycle 0.5 s;
-//               pixel (r, c) of sub-image s in frame f is 1000 f + 100 s + 10 r + c + 0.5.
+//               pixel (row r from the bottom, column c) of sub-image s in frame f is
+//               1000 f + 100 s + 10 r + c + 0.5.
 //   large.mcf   2 frames of 520 rows by 520 columns (more than 1 MiB a frame), X = 500 + 2 p,
 //               cycle 1 s; pixel (r, c) of frame f is 1000000 f + 1000 r + c.
 #include <cstdio>
@@ -56,11 +54,9 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string dir = argv[1];
-    const TSubImage small(1, 5, 4, 1, 1, 1);
     const TSubImage large(1, 520, 520, 1, 1, 1);
     const TSubImage binned[2] = {TSubImage(5, 6, 12, 1, 2, 2), TSubImage(5, 16, 12, 11, 2, 2)};
-    const bool ok = Write(dir + "/small.mcf", TKavriRect(1, 5, 4, 1), 1, &small, 3, 500.0, 2.0, 0.25f, 0.25f, 4) &&
-                    Write(dir + "/binned.mcf", TKavriRect(1, 20, 16, 1), 2, binned, 4, 400.0, 0.5, 0.5f, 0.5f, 4) &&
+    const bool ok = Write(dir + "/binned.mcf", TKavriRect(1, 20, 16, 1), 2, binned, 4, 400.0, 0.5, 0.5f, 0.5f, 4) &&
                     Write(dir + "/large.mcf", TKavriRect(1, 520, 520, 1), 1, &large, 2, 500.0, 2.0, 1.0f, 0.0f, 520,
                           1000000.0f, 1000.0f);
     return ok ? 0 : 1;
