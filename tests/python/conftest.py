@@ -56,14 +56,11 @@ class CReference:
         assert self.lib.KVMCF_SetFileAccessMode(0x40000001) == SUCCESS
         assert self.lib.KVMCF_ReadFromFile(str(path).encode()) == SUCCESS
 
-    def uint(self, function, *args):
-        out = ctypes.c_uint()
-        assert getattr(self.lib, function)(*args, ctypes.byref(out)) == SUCCESS
-        return out.value
-
     def frames(self, source):
-        n, length = self.uint("KVMCF_GetNumberFrames", source), self.uint("KVMCF_GetFrameSize", source)
-        out = np.zeros((n, length), dtype=np.float32)
+        n, length = ctypes.c_uint(), ctypes.c_uint()
+        assert self.lib.KVMCF_GetNumberFrames(source, ctypes.byref(n)) == SUCCESS
+        assert self.lib.KVMCF_GetFrameSize(source, ctypes.byref(length)) == SUCCESS
+        out = np.zeros((n.value, length.value), dtype=np.float32)
         buffer = out.ctypes.data_as(ctypes.POINTER(ctypes.c_float))
         assert self.lib.KVMCF_GetAllFrames(source, buffer, out.size) == SUCCESS
         return out
