@@ -50,7 +50,6 @@ class CReference:
 
     def __init__(self, path):
         self.lib = ctypes.CDLL(path)
-        self.lib.KVMCF_GetAllFrames.argtypes = [ctypes.c_uint, ctypes.POINTER(ctypes.c_float), ctypes.c_uint]
 
     def open(self, path):
         assert self.lib.KVMCF_SetFileAccessMode(0x40000001) == SUCCESS

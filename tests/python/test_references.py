@@ -95,9 +95,8 @@ def test_chunks_hold_whole_frames_and_read_every_value(tmp_path):
         assert json.loads(refs_["refs"]["signal/subimage0/.zarray"])["chunks"] == [per, 4, 4]
         got = da.from_zarr(fsspec.get_mapper("reference://", fo=refs_), component="signal/subimage0").compute()
         np.testing.assert_array_equal(got.ravel(), np.arange(frames * 16) % 65521)
-    with kvmcfio.File.from_bytes(path.read_bytes()) as f:
-        with pytest.raises(ValueError, match="give url="):
-            f.references()
+    with kvmcfio.File.from_bytes(path.read_bytes()) as f, pytest.raises(ValueError, match="give url="):
+        f.references()
 
 
 def test_refs_writes_whole_paths_and_nothing_for_a_damaged_source(files, tmp_path):

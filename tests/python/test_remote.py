@@ -54,9 +54,8 @@ def test_urls_that_misbehave_fail_with_the_url_and_never_hang(series):
         with pytest.raises(kvmcfio.FileError, match="127.0.0.1"):
             kvmcfio.File(url + "a.mcf", timeout=1)
         assert time.monotonic() - started < 10
-    with serving(series) as server:
-        with pytest.raises(kvmcfio.FileNotFoundError, match="missing.mcf"):
-            kvmcfio.File(server.url("missing.mcf"))
+    with serving(series) as server, pytest.raises(kvmcfio.FileNotFoundError, match="missing.mcf"):
+        kvmcfio.File(server.url("missing.mcf"))
     with serving(series, ignore_range=True) as server:
         with pytest.raises(kvmcfio.FileError, match="a.mcf.*ignores byte ranges"):
             kvmcfio.File(server.url("a.mcf"))
