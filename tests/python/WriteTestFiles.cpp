@@ -105,11 +105,8 @@ int main(int argc, char** argv) {
         const std::string dir = argv[2];
         bool ok = kvmcftools::WriteDemoFile(dir + "/demo.mcf") && WriteBinned(dir + "/binned.mcf");
         std::ofstream(dir + "/handtyped.mcf", std::ios::binary) << kvmcftest::HandTypedFile();
-        for (int i = 0; i < 50 && ok; ++i) {
-            char name[32];
-            std::snprintf(name, sizeof name, "/small%02d.mcf", i);
-            ok = WriteSmall(dir + name, i);
-        }
+        for (int i = 0; i < 50 && ok; ++i)
+            ok = WriteSmall(dir + (i < 10 ? "/small0" : "/small") + std::to_string(i) + ".mcf", i);
         return ok ? 0 : 1;
     }
     if (mode == "series" && argc == 6) {

@@ -10,8 +10,6 @@ import pytest
 
 SIGNAL, BACKGROUND = 0x40000000, 0x40000002
 SUCCESS = 22002
-TYPE_NAMES = {0x40000002: "int32", 0x40000003: "uint32", 0x40000005: "uint64", 0x40000006: "float",
-              0x40000007: "double", 0x40000008: "string", 1: "byte"}
 
 
 def binned_frames():
@@ -52,35 +50,19 @@ class CReference:
 
     def __init__(self, path):
         self.lib = ctypes.CDLL(path)
-        u, p = ctypes.c_uint, ctypes.POINTER
-        self.lib.KVMCF_GetPropertyValue.argtypes = [u, ctypes.c_char_p, ctypes.c_char_p, u]
-        self.lib.KVMCF_GetPropertyType.argtypes = [u, ctypes.c_char_p, p(u)]
-        self.lib.KVMCF_GetAllFrames.argtypes = [u, p(ctypes.c_float), u]
 
     def open(self, path):
         assert self.lib.KVMCF_SetFileAccessMode(0x40000001) == SUCCESS
         assert self.lib.KVMCF_ReadFromFile(str(path).encode()) == SUCCESS
 
-    def uint(self, function, *args):
-        out = ctypes.c_uint()
-        assert getattr(self.lib, function)(*args, ctypes.byref(out)) == SUCCESS
-        return out.value
-
     def frames(self, source):
-        n, length = self.uint("KVMCF_GetNumberFrames", source), self.uint("KVMCF_GetFrameSize", source)
-        out = np.zeros((n, length), dtype=np.float32)
+        n, length = ctypes.c_uint(), ctypes.c_uint()
+        assert self.lib.KVMCF_GetNumberFrames(source, ctypes.byref(n)) == SUCCESS
+        assert self.lib.KVMCF_GetFrameSize(source, ctypes.byref(length)) == SUCCESS
+        out = np.zeros((n.value, length.value), dtype=np.float32)
         buffer = out.ctypes.data_as(ctypes.POINTER(ctypes.c_float))
         assert self.lib.KVMCF_GetAllFrames(source, buffer, out.size) == SUCCESS
         return out
-
-    def property(self, source, name):
-        """(text, type name) of a property, or None when the value query refuses it."""
-        text = ctypes.create_string_buffer(4096)
-        if self.lib.KVMCF_GetPropertyValue(source, name.encode(), text, 4096) != SUCCESS:
-            return None
-        kind = ctypes.c_uint()
-        self.lib.KVMCF_GetPropertyType(source, name.encode(), ctypes.byref(kind))
-        return text.value.decode("latin-1"), TYPE_NAMES.get(kind.value)
 
 
 @pytest.fixture(scope="session")

@@ -36,19 +36,12 @@ class _Handler(http.server.BaseHTTPRequestHandler):
         if match and not server.ignore_range:
             first, status = int(match.group(1)), 206
             last = min(int(match.group(2)) if match.group(2) else size - 1, size - 1)
-            if first >= size:
-                self.send_response(416)
-                self.send_header("Content-Range", f"bytes */{size}")
-                self.send_header("Content-Length", "0")
-                self.end_headers()
-                return
         # Only the bytes asked for are read from disk.
         length = last + 1 - first if server.cut is None else min(last + 1 - first, server.cut)
         with open(path, "rb") as f:
             f.seek(first)
             body = b"" if head else f.read(length)
         self.send_response(status)
-        self.send_header("Content-Type", "application/octet-stream")
         self.send_header("Accept-Ranges", "none" if server.ignore_range else "bytes")
         if status == 206:
             self.send_header("Content-Range", f"bytes {first}-{last}/{size}")
