@@ -161,23 +161,3 @@ TEST(ImageValueAccess, LyingGeometryStaysInsideTheFrame) {
     EXPECT_EQ(image.GetValue(1, 3, 1), 0.0f);
     image.Remap(std::vector<float>(4, 1.0f).data());
 }
-
-TEST(ImageValueAccess, TypedFramesReleaseWhatTheyRead) {
-    const TSubImage strip(1, 1, 2, 1, 1, 1);
-    TKavriImage image(TKavriRect(1, 1, 2, 1), 1, &strip, 3, false, true, DataStore::UnsignedShort);
-    TKavriPoint at;
-    std::vector<float> values;
-    for (unsigned int f = 1; f <= 3; ++f) {
-        image.GetValue(1, 1, f);
-        image.GetMaximum(TKavriRect(1, 1, 2, 1), f, at);
-        image.GetSubimageValues(TKavriRect(1, 1, 2, 1), 1, f, values);
-        image.GetModeValue(f);
-    }
-    // Only the two most recently read frames keep a float view, held by the cache alone.
-    EXPECT_EQ(image.GetFrame(1)->GetFloatCopy(), nullptr);
-    EXPECT_EQ(std::make_pair(image.GetFrame(2)->GetReadCount(), image.GetFrame(3)->GetReadCount()),
-              std::make_pair(1u, 1u));
-    // A transform turns the frame float for good: no wrap-around at 65536.
-    EXPECT_TRUE(image.Add(70000.5f, 1));
-    EXPECT_EQ(image.GetValue(2, 1, 1), 70000.5f);
-}
