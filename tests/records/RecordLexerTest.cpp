@@ -171,7 +171,8 @@ TEST(RecordLexer, LongMantissasRoundAsTheWholeText) {
     EXPECT_EQ(Lex<double>(halfDenormal, true).value, 0.0);
     EXPECT_EQ(Lex<double>(halfDenormal + "0001", true).value, 0x1p-1074);
     const std::string zeros(2000, '0');
-    for (const std::string& text : std::vector<std::string>{halfD, halfD + tail, halfDenormal, halfDenormal + "1", halfF, halfF + tail, "1" + zeros, "0." + zeros + "1e2003",
+    for (const std::string& text : std::vector<std::string>{halfD, halfD + tail, halfDenormal, halfDenormal + "1",
+                                    halfF, halfF + tail, "1" + zeros, "0." + zeros + "1e2003",
                                     "-" + zeros + "." + zeros + "7e-310", "2.4703282292062327e-324",
                                     "2.4703282292062328e-324", "7.006492321624085e-46", "3.4028235677973366e38",
                                     "1.7976931348623158e308", "1.7976931348623159e308", "1e99999999999999999999",
