@@ -146,16 +146,4 @@ TEST(CalibVocabulary, SettersTextsAndCopies) {
     EXPECT_EQ(texts, (std::vector<std::string>{"My axis", "Raman shift", "User type", " uW/cm2/sr/nm", " secs",
                                                "(A-C)/(B-C)", " eV", " ui", " um"}));
     EXPECT_EQ(c.GetXUnitText(2, 4), nullptr);
-    const char* const* units = TCalibImage::GetValidXUnits(2);
-    EXPECT_EQ(std::vector<std::string>(units, units + 4), (std::vector<std::string>{" nm", " um", " cm-1", " eV"}));
-    EXPECT_EQ(units[4], nullptr);
-
-    // A copy applies the setters again: a table type gets its label, a user label is duplicated.
-    TCalibImage a;
-    std::istringstream v12(Head("65538", std::string("\0\0\3\0\0\0", 6)) + kConstants + "6\nCustom0\n0\n");
-    v12 >> static_cast<TCalibImageData&>(a);
-    TCalibImage b(a);
-    a.SetXType(0, "Changed");
-    EXPECT_EQ(std::make_tuple(std::string(b.GetXTypeText(-1)), std::string(b.GetYTypeText(-1)), b.GetVersionLow()),
-              std::make_tuple(std::string("Custom"), std::string("Absorptance"), 4u));
 }

@@ -1,21 +1,12 @@
-// Rectangles, sub-image records and the point-to-offset mapping.
+// Sub-image records and the point-to-offset mapping.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include "image/DataStore.h"
-#include "image/LongRect.h"
 #include "image/SubImage.h"
 
-TEST(Geometry, RectangleOperations) {
-    const TKavriRect n = TKavriRect(5, 9, 2, 3).Normalized();
-    EXPECT_TRUE(n.left == 2 && n.top == 3 && n.right == 5 && n.bottom == 9);
-    EXPECT_EQ(TKavriRect(1, 256, 1024, 1).Width(), 1023);  // no +1
-    EXPECT_TRUE(TKavriRect(0, 0, 0, 0).IsNull());
-    EXPECT_FALSE(TKavriRect(0, 1, 0, 0).IsNull());
-}
-
-TEST(Geometry, RecordsReadAndWrite) {
+TEST(Geometry, SubImageRecordIgnoresItsVersion) {
     // The sub-image version is read and ignored, whatever it is.
     for (const char* text : {"65538 1 256 1024 1 1 1", "7\n1  256 1024\r\n1 1 1"}) {
         std::istringstream is(text);
@@ -24,12 +15,6 @@ TEST(Geometry, RecordsReadAndWrite) {
         EXPECT_FALSE(is.fail()) << text;
         EXPECT_EQ(s, TSubImage(1, 256, 1024, 1, 1, 1)) << text;
     }
-    std::istringstream is("-4 300 2000 -7");
-    LONG_RECT r;
-    is >> r;
-    std::ostringstream os;
-    os << TSubImage(-1, 2, 3, 4, 5, 6) << ' ' << r;
-    EXPECT_EQ(os.str(), "65538 -1 2 3 4 5 6 -4 300 2000 -7");
 }
 
 TEST(Geometry, PointOffsetAndPixelCount) {

@@ -142,21 +142,6 @@ TEST(ImageDataRecord, ConstructorLaysOutSubImages) {
     EXPECT_EQ(std::make_pair(last->GetType(), last->GetAsInt(516)),
               std::make_pair(DataStore::Int32, 0));
 
-    // A copy clones each frame with its pixel type; a spooled source gives one frame.
-    image.SetTimeStamp(1, 42);
-    image.GetFrame(2)->GetDataStore()->SetAsInt(3, -9);
-    TKavriImage copy(image);
-    const DataStore* copied = copy.GetFrame(2)->GetDataStore();
-    EXPECT_EQ(std::make_tuple(copy.GetNumberImages(), copy.GetTimeStamp(1), copied->GetAsInt(3), copied->GetType()),
-              std::make_tuple(2u, 42u, -9, DataStore::Int32));
-    TKavriImage spooled(TKavriRect(), 1, subs, 5, true, true, DataStore::UnsignedShort);
-    spooled.GetFrame(1)->GetDataStore()->SetAsInt(510, 7);
-    TKavriImage spooledCopy(spooled);
-    const DataStore* spooledPixels = spooledCopy.GetFrame(1)->GetDataStore();
-    EXPECT_EQ(std::make_tuple(spooled.GetNumberStoredFrames(), spooledCopy.GetNumberImages(), spooledPixels->GetType(),
-                              spooledPixels->GetAsFloat(510)),
-              std::make_tuple(1u, 1u, DataStore::Float, 7.0f));
-
     char text[8];
     image.SetKavriImagePortReadoutMode(2);
     image.GetReadoutPortString(text, sizeof text);

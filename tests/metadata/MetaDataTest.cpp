@@ -144,11 +144,7 @@ TEST(MetaDataHandler, LengthsBuffersAndCopies) {
     h.SetDataLength(2);
     h.SetAllMetaData("1,2,|3,4,|");
     h.SetSeriesLength(2);  // no change keeps the packets
-    h.SetAvailablity(true);
-    TMetaDataHandler copy;
-    copy = h;
-    EXPECT_FALSE(copy.GetAvailablity());
-    EXPECT_STREQ(copy.GetAllMetaData(), "1,2,|3,4,|");
+    EXPECT_STREQ(h.GetAllMetaData(), "1,2,|3,4,|");
 
     h.SetDataLength(1);
     EXPECT_STREQ(h.GetAllMetaData(), "0,|0,|");

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <locale>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -172,40 +171,13 @@ TEST(RecordLexer, LongMantissasRoundAsTheWholeText) {
     EXPECT_EQ(Lex<double>(halfDenormal, true).value, 0.0);
     EXPECT_EQ(Lex<double>(halfDenormal + "0001", true).value, 0x1p-1074);
     const std::string zeros(2000, '0');
-    for (const std::string& text : std::vector<std::string>{halfD, halfD + tail, halfDenormal, halfDenormal + "1", halfF, halfF + tail, "1" + zeros, "0." + zeros + "1e2003",
+    for (const std::string& text : std::vector<std::string>{halfD, halfD + tail, halfDenormal, halfDenormal + "1",
+                                    halfF, halfF + tail, "1" + zeros, "0." + zeros + "1e2003",
                                     "-" + zeros + "." + zeros + "7e-310", "2.4703282292062327e-324",
                                     "2.4703282292062328e-324", "7.006492321624085e-46", "3.4028235677973366e38",
                                     "1.7976931348623158e308", "1.7976931348623159e308", "1e99999999999999999999",
                                     "1e-99999999999999999999", "0e99999999999"})
         ExpectSameForAll<float, double>(text);
-}
-
-TEST(RecordLexer, StreamSettingsAreTheStreamsOwnRules) {
-    // Other bases, alphabetic bools, no whitespace skipping and a locale of its own are
-    // the stream's own rules.
-    struct Comma : std::numpunct<char> {
-        char do_decimal_point() const override { return ','; }
-    };
-    const std::locale comma(std::locale::classic(), new Comma);
-    for (auto flags : {std::ios::hex, std::ios::oct, std::ios::boolalpha, std::ios::fmtflags{}}) {
-        for (const char* t : {" 0x1f", "017", "true", " 12", "1", "2 1,5"}) {
-            std::istringstream lexed(t), formatted(t);
-            lexed.flags(flags), formatted.flags(flags);
-            lexed.imbue(comma), formatted.imbue(comma);
-            int x = 3, y = 3;
-            bool p = false, q = false;
-            double d = 0, e = 0;
-            RecordStream::Read(lexed, x), RecordStream::ReadFormatted(formatted, y);
-            RecordStream::Read(lexed, p), RecordStream::ReadFormatted(formatted, q);
-            RecordStream::Read(lexed, d), RecordStream::ReadFormatted(formatted, e);
-            EXPECT_TRUE(x == y && p == q && d == e && lexed.rdstate() == formatted.rdstate()) << t << " flags " << flags;
-        }
-    }
-    // A failure the stream's exception mask names throws, as formatted extraction does.
-    std::istringstream throwing("x");
-    throwing.exceptions(std::ios::failbit);
-    double v = 0;
-    EXPECT_THROW(RecordStream::Read(throwing, v), std::ios::failure);
 }
 
 namespace {

@@ -15,21 +15,6 @@
 namespace rs = RecordStream;
 namespace sb = StreamBounds;
 
-TEST(RecordStream, VersionWordsAndTheTwoGates) {
-    EXPECT_EQ(rs::Major(65567), 1u);
-    EXPECT_EQ(rs::Minor(65567), 31u);
-    EXPECT_EQ(rs::MakeVersion(2, 3), 131075u);
-
-    // Threshold 5. At 2.0 the minor-only gate excludes and the major-aware gate includes;
-    // major 0 with a large minor passes neither.
-    const struct { unsigned int version; bool minorOnly, majorAware; } gates[] = {
-        {131072, false, true}, {65542, true, true}, {65541, false, false}, {40, false, false}};
-    for (const auto& g : gates) {
-        EXPECT_EQ(rs::MinorAbove(g.version, 5), g.minorOnly) << g.version;
-        EXPECT_EQ(rs::VersionAbove(g.version, 5), g.majorAware) << g.version;
-    }
-}
-
 TEST(RecordStream, RawBytesTakeOneSeparatorAndAnyValue) {
     const auto readBytes = [](std::istream& is, int n) {
         std::vector<int> got;
