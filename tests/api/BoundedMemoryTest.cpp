@@ -28,7 +28,7 @@
 namespace {
 
 const rlim_t kAddressSpace = 256ull << 20;
-const int kSecondsAllowed = 2;  // a claim walked a step at a time takes longer
+const int kSecondsAllowed = 5;  // a claim walked a step at a time takes far longer
 const int kAllocatedForClaim = 254;
 bool gWatchAllocations = false;
 
