@@ -114,6 +114,23 @@ TEST_F(FrameAccess, EverySourceByteExactInEveryInputAndMode) {
         }
 }
 
+TEST_F(FrameAccess, ConsecutiveFramesFromTheStreamSeekOnce) {
+    // A byte array read whole serves frames from memory without any seek.
+    const std::tuple<bool, KVMCF_ReadMode, unsigned long long, unsigned long long> inputs[] = {
+        {false, KVMCF_READ_ALL, 1, 2}, {true, KVMCF_READ_HEADER_ONLY, 1, 2}, {true, KVMCF_READ_ALL, 0, 0}};
+    for (const auto& [fromBytes, mode, seeks, seeksBack] : inputs) {
+        SCOPED_TRACE(Mode(fromBytes, mode));
+        Open(fromBytes, mode);
+        const auto Seeks = [] { return mcfManager->GetOpenFile()->GetSeekCount(); };
+        const unsigned long long before = Seeks();
+        Floats frame(16);
+        for (unsigned int f = 0; f < 3; ++f) KVMCF_GetFrame(KVMCF_SIGNAL, f, frame.data(), 16);
+        EXPECT_EQ(Seeks() - before, seeks);
+        KVMCF_GetFrame(KVMCF_SIGNAL, 0, frame.data(), 16);  // going back
+        EXPECT_EQ(Seeks() - before, seeksBack);
+    }
+}
+
 TEST_F(FrameAccess, OversizedBufferLeavesTheStreamFailedUntilTheNextOpen) {
     // The live source is the last present one: its 2 frames of 6 pixels are followed only
     // by the empty source slot's count line, "0\n", which ends the file.
