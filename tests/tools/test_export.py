@@ -224,6 +224,8 @@ def test_refusals_leave_nothing_behind(demo, tmp_path):
         (["export", demo, tmp_path / "a.tif", "--source", "all"], "hdf5 only"),
         (["export", demo, tmp_path / "a.h5", "--frames", "2:7"], "background"),
         (["preview", demo, tmp_path / "a.png", "--clip", "50,10"], "--clip"),
+        (["preview", demo, tmp_path / "a.png", "--clip", "0,101"], "--clip"),
+        (["preview", demo, tmp_path / "a.png", "--clip", "1,2,3"], "--clip"),
         (["preview", demo, tmp_path / "a.png", "--scale", "sqrt"], "--scale"),
         (["preview", demo, tmp_path / "a.png", "--source", "background", "--frames", "0:1"], "--frame"),
         (["export", demo, tmp_path / "a.png"], "format"),
