@@ -7,9 +7,10 @@
 #   fuzz/run.sh <fuzz build folder> [seconds per target] [target...]
 #       Short runs, one target after another; the kept corpus is only read.
 #   fuzz/run.sh --long SECONDS [--whole-file SECONDS] [--jobs N] <fuzz build folder> [target...]
-#       Long runs, N targets at a time (default 2), the three whole-file targets that
+#       Long runs, N targets at a time (default 2). The three whole-file targets that
 #       reach every reader (byte open with the exported queries, File::fromBytes, the
-#       exports) for their own time if given, and first, so the short ones fill the gaps; then every input that adds coverage beyond the seeds is merged
+#       exports) run first and for their own time if given, so the short ones fill the
+#       gaps. Then every input that adds coverage beyond the seeds is merged
 #       (-merge=1) back into fuzz/corpus/<target>/, replacing what was kept there. Kept
 #       inputs are cut to 4 KiB and each corpus to a budget (48 KiB for whole-file
 #       targets, 12 KiB for the others): the merge takes small inputs first, and the

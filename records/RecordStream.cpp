@@ -136,7 +136,6 @@ std::istream& ReadInSlices(std::istream& is, T* values, std::size_t n) {
         ReadArray(is, values + done, slice);
         done += slice;
     }
-    if (n == 0) ReadArray(is, values, 0);
     return is;
 }
 
